@@ -1,0 +1,133 @@
+#include "app/registry_key.h"
+
+#include "app/text.h"
+
+#include <cstring>
+
+namespace reg = platform::registry;
+
+RegistryKey::RegistryKey(RegistryHive keyHive, const std::wstring& keyPath, bool view32)
+    : hive(keyHive), handle(Open(keyHive, keyPath, view32, true)), path(keyPath), wow32(view32) {}
+
+RegistryKey::~RegistryKey() { reg::CloseKey(handle); }
+
+reg::KeyHandle RegistryKey::Open(RegistryHive keyHive, const std::wstring& keyPath, bool view32,
+                                 bool create) {
+    // The status is dropped: a key that cannot be opened is a null handle, and
+    // every later read on it yields its default.
+    return reg::OpenKey(keyHive, keyPath, view32, create);
+}
+
+bool RegistryKey::Exists(RegistryHive keyHive, const std::wstring& keyPath, bool view32) {
+    reg::KeyHandle key = Open(keyHive, keyPath, view32, false);
+    if (key == nullptr)
+        return false;
+    reg::CloseKey(key);
+    return true;
+}
+
+std::uint32_t RegistryKey::ReadDword(const std::wstring& name, std::uint32_t defaultValue) const {
+    // Four bytes and no type check: a longer value fails with "more data" and
+    // yields the default, a short one yields whatever bytes it has.
+    std::uint8_t buffer[4] = {0, 0, 0, 0};
+    std::uint32_t size = sizeof buffer;
+    if (reg::QueryValue(handle, name, nullptr, buffer, &size) != reg::kSuccess)
+        return defaultValue;
+    return static_cast<std::uint32_t>(buffer[0]) | (static_cast<std::uint32_t>(buffer[1]) << 8) |
+           (static_cast<std::uint32_t>(buffer[2]) << 16) |
+           (static_cast<std::uint32_t>(buffer[3]) << 24);
+}
+
+std::wstring RegistryKey::ReadString(const std::wstring& name,
+                                     const std::wstring& defaultValue) const {
+    std::uint32_t size = 0;
+    if (reg::QueryValue(handle, name, nullptr, nullptr, &size) != reg::kSuccess || size == 0)
+        return defaultValue;
+    std::vector<char16_t> buffer(size / 2, u'\0');
+    std::uint32_t got = static_cast<std::uint32_t>(buffer.size() * 2);
+    if (reg::QueryValue(handle, name, nullptr, reinterpret_cast<std::uint8_t*>(buffer.data()),
+                        &got) != reg::kSuccess)
+        return defaultValue;
+    std::size_t length = 0;
+    while (length < buffer.size() && buffer[length] != u'\0')
+        ++length;
+    return FromUtf16(buffer.data(), length);
+}
+
+bool RegistryKey::WriteDword(const std::wstring& name, std::uint32_t value) {
+    const std::uint8_t bytes[4] = {
+        static_cast<std::uint8_t>(value), static_cast<std::uint8_t>(value >> 8),
+        static_cast<std::uint8_t>(value >> 16), static_cast<std::uint8_t>(value >> 24)};
+    return reg::SetValue(handle, name, reg::ValueType::Dword, bytes, sizeof bytes) == reg::kSuccess;
+}
+
+bool RegistryKey::WriteString(const std::wstring& name, const std::wstring& value) {
+    // The terminator is stored with the text: (length + 1) * 2 bytes.
+    std::u16string units = ToUtf16(value);
+    units.push_back(u'\0');
+    std::vector<std::uint8_t> bytes(units.size() * 2);
+    for (std::size_t i = 0; i < units.size(); ++i) {
+        bytes[2 * i] = static_cast<std::uint8_t>(units[i] & 0xFF);
+        bytes[2 * i + 1] = static_cast<std::uint8_t>(units[i] >> 8);
+    }
+    return reg::SetValue(handle, name, reg::ValueType::String, bytes.data(),
+                         static_cast<std::uint32_t>(bytes.size())) == reg::kSuccess;
+}
+
+bool RegistryKey::DeleteValue(const std::wstring& name) {
+    const reg::Status status = reg::DeleteValue(handle, name);
+    return status == reg::kSuccess || status == reg::kFileNotFound;
+}
+
+std::vector<std::wstring> RegistryKey::SubKeys() const {
+    std::uint32_t count = 0;
+    std::uint32_t longest = 0;
+    std::vector<std::wstring> names;
+    if (reg::QueryInfo(handle, &count, &longest, nullptr) != reg::kSuccess)
+        return names;
+    names.reserve(count);
+    for (std::uint32_t index = 0; index < count; ++index) {
+        std::vector<wchar_t> buffer(longest + 1, L'\0');
+        std::uint32_t length = longest + 1;
+        if (reg::EnumKey(handle, index, buffer.data(), &length) == reg::kSuccess)
+            names.emplace_back(buffer.data(), length);
+    }
+    return names;
+}
+
+platform::CalendarTime FileTimeToCalendar(std::uint64_t ticks) {
+    const std::uint64_t totalMilliseconds = ticks / 10000;
+    const std::uint64_t totalSeconds = totalMilliseconds / 1000;
+    std::int64_t days = static_cast<std::int64_t>(totalSeconds / 86400);
+    const std::uint64_t secondOfDay = totalSeconds % 86400;
+    // Days since 1601-01-01 to a civil date (proleptic Gregorian): shift to the
+    // epoch 0000-03-01 and count eras of 400 years.
+    days += 584694; // 1601-01-01 counted from 0000-03-01
+    const std::int64_t era = days / 146097;
+    const std::int64_t dayOfEra = days - era * 146097;
+    const std::int64_t yearOfEra =
+        (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
+    const std::int64_t dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
+    const std::int64_t monthShifted = (5 * dayOfYear + 2) / 153;
+    platform::CalendarTime result;
+    result.day = static_cast<int>(dayOfYear - (153 * monthShifted + 2) / 5 + 1);
+    result.month = static_cast<int>(monthShifted < 10 ? monthShifted + 3 : monthShifted - 9);
+    result.year = static_cast<int>(yearOfEra + era * 400 + (result.month <= 2 ? 1 : 0));
+    result.hour = static_cast<int>(secondOfDay / 3600);
+    result.minute = static_cast<int>(secondOfDay / 60 % 60);
+    result.second = static_cast<int>(secondOfDay % 60);
+    result.milliseconds = static_cast<int>(totalMilliseconds % 1000);
+    return result;
+}
+
+platform::CalendarTime RegistryKey::LastWriteTime() const {
+    std::uint64_t ticks = 0;
+    reg::QueryInfo(handle, nullptr, nullptr, &ticks);
+    return FileTimeToCalendar(ticks);
+}
+
+std::wstring RegistryKey::LastWriteTimeText() const {
+    const platform::CalendarTime time = LastWriteTime();
+    return FormatWide(L"%04i-%02i-%02i %02i:%02i:%02i", time.year, time.month, time.day, time.hour,
+                      time.minute, time.second);
+}

@@ -1,0 +1,58 @@
+// One open registry key. The constructor opens the key and creates it, with all
+// missing parents, when it is missing; reads fall back to defaults, writes and
+// deletes answer with a bool, and nothing is logged or thrown.
+#pragma once
+
+#include "platform/registry.h"
+#include "platform/types.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+using RegistryHive = platform::registry::Hive;
+
+class RegistryKey {
+public:
+    // wow32 true selects the 32-bit view of the registry, false the 64-bit one.
+    RegistryKey(RegistryHive hive, const std::wstring& path, bool wow32);
+    ~RegistryKey();
+    RegistryKey(const RegistryKey&) = delete;
+    RegistryKey& operator=(const RegistryKey&) = delete;
+
+    bool IsOpen() const { return handle != nullptr; }
+    RegistryHive Hive() const { return hive; }
+    const std::wstring& Path() const { return path; }
+    bool Wow32() const { return wow32; }
+
+    std::uint32_t ReadDword(const std::wstring& name, std::uint32_t defaultValue) const;
+    std::wstring ReadString(const std::wstring& name, const std::wstring& defaultValue) const;
+    bool WriteDword(const std::wstring& name, std::uint32_t value);
+    bool WriteString(const std::wstring& name, const std::wstring& value);
+    // True when the value is gone, also when it never existed.
+    bool DeleteValue(const std::wstring& name);
+
+    // The names of the direct subkeys, complete before the caller changes anything.
+    std::vector<std::wstring> SubKeys() const;
+
+    // The key's last write time in UTC, and the same as "YYYY-MM-DD hh:mm:ss".
+    platform::CalendarTime LastWriteTime() const;
+    std::wstring LastWriteTimeText() const;
+
+    // Looks at a key without creating it.
+    static bool Exists(RegistryHive hive, const std::wstring& path, bool wow32);
+
+    platform::registry::KeyHandle Handle() const { return handle; }
+
+private:
+    static platform::registry::KeyHandle Open(RegistryHive hive, const std::wstring& path,
+                                              bool wow32, bool create);
+
+    RegistryHive hive;
+    platform::registry::KeyHandle handle;
+    std::wstring path;
+    bool wow32;
+};
+
+// FILETIME ticks (100 ns since 1601-01-01) as a UTC calendar time.
+platform::CalendarTime FileTimeToCalendar(std::uint64_t ticks);

@@ -1,0 +1,50 @@
+// File-system operations of the platform seam. Paths are wide strings in Windows
+// form on every build; the backend translates them.
+#pragma once
+
+#include "platform/types.h"
+
+#include <fstream>
+#include <ios>
+#include <stdexcept>
+#include <string>
+
+namespace platform {
+
+// Raised by the queries whose failure no caller is meant to handle (a path that
+// cannot be examined at all); the handler around the message loop receives it.
+class FileSystemError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// True when the path names an existing item, following links: a link whose
+// target is gone does not exist.
+bool Exists(const std::wstring& path);
+
+// True when the path names a folder, following links.
+bool IsFolder(const std::wstring& path);
+
+// True when the path itself is a symbolic link, whatever it points to.
+bool IsSymbolicLink(const std::wstring& path);
+
+// Removes one file, empty folder or link (never what a link points to).
+SystemError RemoveItem(const std::wstring& path);
+
+// Removes a folder with everything below it, or a single item. Links inside the
+// tree are removed, not followed.
+SystemError RemoveTree(const std::wstring& path);
+
+// Creates the folder and every missing parent. An existing folder is success.
+SystemError CreateFolders(const std::wstring& path);
+
+// Renames with the meaning of MoveFileExW(from, to, MOVEFILE_REPLACE_EXISTING |
+// MOVEFILE_COPY_ALLOWED): an existing file at `to` is replaced, an existing folder
+// there makes the move fail, and a file may be copied across volumes.
+SystemError MoveItem(const std::wstring& from, const std::wstring& to);
+
+// Opens a wide stream on a path given in Windows form.
+void OpenStream(std::basic_ofstream<wchar_t>& stream, const std::wstring& path,
+                std::ios_base::openmode mode);
+
+} // namespace platform

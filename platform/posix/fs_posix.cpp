@@ -1,0 +1,187 @@
+#include "platform/fs.h"
+#include "platform/posix/host.h"
+
+#include <cerrno>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace platform {
+namespace {
+
+SystemError FromErrno(int error) {
+    SystemError result;
+    result.code = static_cast<std::uint32_t>(error);
+    result.text = posix::FromUtf8(std::strerror(error));
+    return result;
+}
+
+[[noreturn]] void Raise(const char* what, const std::string& hostPath, int error) {
+    throw FileSystemError(std::string(what) + ": " + std::strerror(error) + " [" + hostPath + "]");
+}
+
+bool IsAbsent(int error) { return error == ENOENT || error == ENOTDIR || error == ELOOP || error == ENAMETOOLONG; }
+
+SystemError RemoveHostTree(const std::string& hostPath) {
+    struct stat info {};
+    if (lstat(hostPath.c_str(), &info) != 0)
+        return FromErrno(errno);
+    if (!S_ISDIR(info.st_mode)) {
+        if (unlink(hostPath.c_str()) != 0)
+            return FromErrno(errno);
+        return {};
+    }
+    DIR* folder = opendir(hostPath.c_str());
+    if (folder == nullptr)
+        return FromErrno(errno);
+    SystemError failure;
+    while (dirent* entry = readdir(folder)) {
+        if (std::strcmp(entry->d_name, ".") == 0 || std::strcmp(entry->d_name, "..") == 0)
+            continue;
+        failure = RemoveHostTree(hostPath + "/" + entry->d_name);
+        if (failure.Failed())
+            break;
+    }
+    closedir(folder);
+    if (failure.Failed())
+        return failure;
+    if (rmdir(hostPath.c_str()) != 0)
+        return FromErrno(errno);
+    return {};
+}
+
+// Copies a regular file, for a move between file systems.
+SystemError CopyHostFile(const std::string& from, const std::string& to) {
+    int in = open(from.c_str(), O_RDONLY | O_CLOEXEC);
+    if (in < 0)
+        return FromErrno(errno);
+    struct stat info {};
+    fstat(in, &info);
+    int out = open(to.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, info.st_mode & 07777);
+    if (out < 0) {
+        int error = errno;
+        close(in);
+        return FromErrno(error);
+    }
+    char buffer[65536];
+    SystemError failure;
+    for (;;) {
+        ssize_t got = read(in, buffer, sizeof buffer);
+        if (got == 0)
+            break;
+        if (got < 0) {
+            failure = FromErrno(errno);
+            break;
+        }
+        for (ssize_t done = 0; done < got;) {
+            ssize_t wrote = write(out, buffer + done, static_cast<std::size_t>(got - done));
+            if (wrote < 0) {
+                failure = FromErrno(errno);
+                break;
+            }
+            done += wrote;
+        }
+        if (failure.Failed())
+            break;
+    }
+    close(in);
+    if (close(out) != 0 && !failure.Failed())
+        failure = FromErrno(errno);
+    return failure;
+}
+
+} // namespace
+
+bool Exists(const std::wstring& path) {
+    const std::string host = posix::HostPath(path);
+    struct stat info {};
+    if (stat(host.c_str(), &info) == 0)
+        return true;
+    if (IsAbsent(errno))
+        return false;
+    Raise("exists", host, errno);
+}
+
+bool IsFolder(const std::wstring& path) {
+    const std::string host = posix::HostPath(path);
+    struct stat info {};
+    if (stat(host.c_str(), &info) == 0)
+        return S_ISDIR(info.st_mode);
+    if (IsAbsent(errno))
+        return false;
+    Raise("is_directory", host, errno);
+}
+
+bool IsSymbolicLink(const std::wstring& path) {
+    const std::string host = posix::HostPath(path);
+    struct stat info {};
+    if (lstat(host.c_str(), &info) == 0)
+        return S_ISLNK(info.st_mode);
+    if (IsAbsent(errno))
+        return false;
+    Raise("is_symlink", host, errno);
+}
+
+SystemError RemoveItem(const std::wstring& path) {
+    const std::string host = posix::HostPath(path);
+    struct stat info {};
+    if (lstat(host.c_str(), &info) != 0)
+        return FromErrno(errno);
+    int result = S_ISDIR(info.st_mode) ? rmdir(host.c_str()) : unlink(host.c_str());
+    if (result != 0)
+        return FromErrno(errno);
+    return {};
+}
+
+SystemError RemoveTree(const std::wstring& path) { return RemoveHostTree(posix::HostPath(path)); }
+
+SystemError CreateFolders(const std::wstring& path) {
+    const std::string host = posix::HostPath(path);
+    for (std::size_t at = 1; at <= host.size(); ++at) {
+        if (at != host.size() && host[at] != '/')
+            continue;
+        const std::string part = host.substr(0, at);
+        if (mkdir(part.c_str(), 0777) != 0 && errno != EEXIST)
+            return FromErrno(errno);
+    }
+    struct stat info {};
+    if (stat(host.c_str(), &info) != 0)
+        return FromErrno(errno);
+    if (!S_ISDIR(info.st_mode))
+        return FromErrno(ENOTDIR);
+    return {};
+}
+
+SystemError MoveItem(const std::wstring& from, const std::wstring& to) {
+    const std::string source = posix::HostPath(from);
+    const std::string destination = posix::HostPath(to);
+    struct stat sourceInfo {};
+    if (lstat(source.c_str(), &sourceInfo) != 0)
+        return FromErrno(errno);
+    // Windows replaces an existing file but never an existing folder, where
+    // rename(2) would replace an empty one.
+    struct stat destinationInfo {};
+    if (lstat(destination.c_str(), &destinationInfo) == 0 && S_ISDIR(destinationInfo.st_mode) &&
+        !(sourceInfo.st_dev == destinationInfo.st_dev && sourceInfo.st_ino == destinationInfo.st_ino))
+        return FromErrno(EEXIST);
+    if (rename(source.c_str(), destination.c_str()) == 0)
+        return {};
+    int error = errno;
+    if (error != EXDEV || !S_ISREG(sourceInfo.st_mode))
+        return FromErrno(error);
+    SystemError copied = CopyHostFile(source, destination);
+    if (copied.Failed())
+        return copied;
+    if (unlink(source.c_str()) != 0)
+        return FromErrno(errno);
+    return {};
+}
+
+void OpenStream(std::basic_ofstream<wchar_t>& stream, const std::wstring& path,
+                std::ios_base::openmode mode) {
+    stream.open(posix::HostPath(path), mode);
+}
+
+} // namespace platform

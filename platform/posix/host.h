@@ -1,0 +1,25 @@
+// POSIX backend: where Windows-form paths land on the host.
+//
+// A path such as C:\ProgramData\Kestrane maps to <root>/C/ProgramData/Kestrane,
+// \\server\share\x to <root>/UNC/server/share/x. The root is chosen by the caller
+// (each test takes a fresh one); without a call to SetRoot it comes from the
+// environment variable FERRYMARK_ROOT.
+#pragma once
+
+#include <string>
+
+namespace platform::posix {
+
+void SetRoot(const std::string& hostFolder);
+std::string Root();
+
+// The host path of a Windows-form path; a relative path stays relative.
+std::string HostPath(const std::wstring& windowsPath);
+
+std::string ToUtf8(const std::wstring& text);
+std::wstring FromUtf8(const std::string& text);
+
+// Called when the root changes so that open stores are let go.
+void CloseRegistryStore();
+
+} // namespace platform::posix

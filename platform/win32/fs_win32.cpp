@@ -1,0 +1,181 @@
+// File-system backend on Win32. Link and existence tests use the attributes and
+// reparse tags directly: the runtime's std::filesystem does not see links here.
+#include "platform/fs.h"
+#include "platform/win32/win32_util.h"
+
+#include <vector>
+
+namespace platform {
+namespace {
+
+bool IsAbsent(DWORD error) {
+    return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND ||
+           error == ERROR_INVALID_NAME || error == ERROR_BAD_NETPATH ||
+           error == ERROR_BAD_NET_NAME || error == ERROR_NOT_READY ||
+           error == ERROR_INVALID_DRIVE || error == ERROR_FILENAME_EXCED_RANGE;
+}
+
+[[noreturn]] void Raise(const char* what, const std::wstring& path, DWORD error) {
+    std::string narrowPath(path.size(), '?');
+    for (std::size_t i = 0; i < path.size(); ++i)
+        if (path[i] < 0x80)
+            narrowPath[i] = static_cast<char>(path[i]);
+    std::wstring text = win32::SystemText(error);
+    std::string narrowText(text.begin(), text.end());
+    for (char& c : narrowText)
+        if (static_cast<unsigned char>(c) >= 0x80)
+            c = '?';
+    throw FileSystemError(std::string(what) + ": " + narrowText + " [" + narrowPath + "]");
+}
+
+// Attributes of the item a path finally names, following links, or nothing.
+bool FollowedAttributes(const std::wstring& path, BY_HANDLE_FILE_INFORMATION& info, DWORD& error) {
+    win32::UniqueHandle file(CreateFileW(path.c_str(), FILE_READ_ATTRIBUTES,
+                                         FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                         nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+    if (!file.Valid()) {
+        error = GetLastError();
+        return false;
+    }
+    if (!GetFileInformationByHandle(file.get(), &info)) {
+        error = GetLastError();
+        return false;
+    }
+    return true;
+}
+
+SystemError RemoveTreeW(const std::wstring& path) {
+    const DWORD attributes = GetFileAttributesW(path.c_str());
+    if (attributes == INVALID_FILE_ATTRIBUTES)
+        return win32::Failure(GetLastError());
+    const bool folder = (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+    const bool link = (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+    if (attributes & FILE_ATTRIBUTE_READONLY)
+        SetFileAttributesW(path.c_str(), attributes & ~DWORD{FILE_ATTRIBUTE_READONLY});
+    if (!folder) {
+        if (!DeleteFileW(path.c_str()))
+            return win32::Failure(GetLastError());
+        return {};
+    }
+    if (!link) {
+        WIN32_FIND_DATAW found{};
+        HANDLE search = FindFirstFileW((path + L"\\*").c_str(), &found);
+        if (search != INVALID_HANDLE_VALUE) {
+            SystemError failure;
+            do {
+                const std::wstring name = found.cFileName;
+                if (name == L"." || name == L"..")
+                    continue;
+                failure = RemoveTreeW(path + L"\\" + name);
+            } while (!failure.Failed() && FindNextFileW(search, &found));
+            FindClose(search);
+            if (failure.Failed())
+                return failure;
+        }
+    }
+    if (!RemoveDirectoryW(path.c_str()))
+        return win32::Failure(GetLastError());
+    return {};
+}
+
+} // namespace
+
+bool Exists(const std::wstring& path) {
+    BY_HANDLE_FILE_INFORMATION info{};
+    DWORD error = 0;
+    if (FollowedAttributes(path, info, error))
+        return true;
+    if (IsAbsent(error))
+        return false;
+    // An item that exists but cannot be opened (a sharing violation, a denied
+    // folder) still exists; ask its attributes without following.
+    if (error == ERROR_SHARING_VIOLATION || error == ERROR_ACCESS_DENIED) {
+        if (GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES)
+            return true;
+    }
+    Raise("exists", path, error);
+}
+
+bool IsFolder(const std::wstring& path) {
+    BY_HANDLE_FILE_INFORMATION info{};
+    DWORD error = 0;
+    if (FollowedAttributes(path, info, error))
+        return (info.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+    if (IsAbsent(error))
+        return false;
+    const DWORD attributes = GetFileAttributesW(path.c_str());
+    if (attributes != INVALID_FILE_ATTRIBUTES)
+        return (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+    Raise("is_directory", path, error);
+}
+
+bool IsSymbolicLink(const std::wstring& path) {
+    WIN32_FIND_DATAW found{};
+    HANDLE search = FindFirstFileW(path.c_str(), &found);
+    if (search == INVALID_HANDLE_VALUE) {
+        const DWORD error = GetLastError();
+        if (IsAbsent(error))
+            return false;
+        Raise("is_symlink", path, error);
+    }
+    FindClose(search);
+    return (found.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 &&
+           found.dwReserved0 == IO_REPARSE_TAG_SYMLINK;
+}
+
+SystemError RemoveItem(const std::wstring& path) {
+    const DWORD attributes = GetFileAttributesW(path.c_str());
+    if (attributes == INVALID_FILE_ATTRIBUTES)
+        return win32::Failure(GetLastError());
+    const BOOL removed = (attributes & FILE_ATTRIBUTE_DIRECTORY) ? RemoveDirectoryW(path.c_str())
+                                                                 : DeleteFileW(path.c_str());
+    if (!removed)
+        return win32::Failure(GetLastError());
+    return {};
+}
+
+SystemError RemoveTree(const std::wstring& path) { return RemoveTreeW(path); }
+
+SystemError CreateFolders(const std::wstring& path) {
+    // Walk from the first component after the root and create what is missing.
+    std::size_t start = 0;
+    if (path.size() >= 2 && path[1] == L':')
+        start = 3;
+    else if (path.size() >= 2 && path[0] == L'\\' && path[1] == L'\\') {
+        std::size_t server = path.find(L'\\', 2);
+        start = server == std::wstring::npos ? path.size() : path.find(L'\\', server + 1);
+        if (start == std::wstring::npos)
+            start = path.size();
+    }
+    for (std::size_t at = start; at <= path.size(); ++at) {
+        if (at != path.size() && path[at] != L'\\' && path[at] != L'/')
+            continue;
+        const std::wstring part = path.substr(0, at);
+        if (part.empty() || part.size() <= 3)
+            continue;
+        if (!CreateDirectoryW(part.c_str(), nullptr)) {
+            const DWORD error = GetLastError();
+            if (error != ERROR_ALREADY_EXISTS)
+                return win32::Failure(error);
+        }
+    }
+    const DWORD attributes = GetFileAttributesW(path.c_str());
+    if (attributes == INVALID_FILE_ATTRIBUTES)
+        return win32::Failure(GetLastError());
+    if (!(attributes & FILE_ATTRIBUTE_DIRECTORY))
+        return win32::Failure(ERROR_ALREADY_EXISTS);
+    return {};
+}
+
+SystemError MoveItem(const std::wstring& from, const std::wstring& to) {
+    if (!MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_COPY_ALLOWED))
+        return win32::Failure(GetLastError());
+    return {};
+}
+
+void OpenStream(std::basic_ofstream<wchar_t>& stream, const std::wstring& path,
+                std::ios_base::openmode mode) {
+    stream.open(path.c_str(), mode);
+}
+
+} // namespace platform

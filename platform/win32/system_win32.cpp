@@ -1,0 +1,89 @@
+#include "platform/system.h"
+#include "platform/win32/win32_util.h"
+
+#include <shlobj.h>
+
+#include <cstdio>
+#include <cstring>
+#include <vector>
+
+namespace platform {
+
+namespace win32 {
+std::wstring SystemText(DWORD code) {
+    wchar_t* buffer = nullptr;
+    const DWORD length = FormatMessageW(
+        FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
+        nullptr, code, 0, reinterpret_cast<wchar_t*>(&buffer), 0, nullptr);
+    std::wstring text;
+    if (length != 0 && buffer != nullptr)
+        text.assign(buffer, length);
+    LocalFree(buffer);
+    while (!text.empty() && (text.back() == L'\n' || text.back() == L'\r' || text.back() == L' '))
+        text.pop_back();
+    if (text.empty())
+        text = L"Error " + std::to_wstring(code);
+    return text;
+}
+} // namespace win32
+
+static_assert(sizeof(Guid) == sizeof(GUID), "Guid must match the Windows GUID layout");
+
+std::wstring KnownFolderPath(const Guid& id) {
+    GUID folder;
+    static_assert(sizeof folder == sizeof id);
+    std::memcpy(&folder, &id, sizeof folder);
+    wchar_t* path = nullptr;
+    std::wstring result;
+    if (SUCCEEDED(SHGetKnownFolderPath(folder, 0, nullptr, &path))) {
+        result = path;
+        CoTaskMemFree(path);
+        return result;
+    }
+    // No text can be formed; the string is built from the null pointer that the
+    // call left, as every caller expects an answer and has no failure path.
+    return std::wstring(static_cast<const wchar_t*>(path));
+}
+
+MutexResult CreateNamedMutex(const std::wstring& name) {
+    HANDLE mutex = CreateMutexW(nullptr, FALSE, name.c_str());
+    const DWORD error = GetLastError();
+    if (mutex == nullptr)
+        return MutexResult::Failed;
+    if (error == ERROR_ALREADY_EXISTS) {
+        CloseHandle(mutex);
+        return MutexResult::AlreadyExists;
+    }
+    // The handle is never closed: holding the name for the life of the process is
+    // the whole guard.
+    return MutexResult::Created;
+}
+
+CalendarTime LocalTime() {
+    SYSTEMTIME now{};
+    GetLocalTime(&now);
+    CalendarTime result;
+    result.year = now.wYear;
+    result.month = now.wMonth;
+    result.day = now.wDay;
+    result.hour = now.wHour;
+    result.minute = now.wMinute;
+    result.second = now.wSecond;
+    result.milliseconds = now.wMilliseconds;
+    return result;
+}
+
+std::wstring FormatWideV(const wchar_t* format, std::va_list arguments) {
+    // The C runtime's own functions, where %s in a wide format takes a wide string.
+    std::va_list measure;
+    va_copy(measure, arguments);
+    const int length = _vscwprintf(format, measure);
+    va_end(measure);
+    if (length < 0)
+        return {};
+    std::vector<wchar_t> buffer(static_cast<std::size_t>(length) + 1, L'\0');
+    _vsnwprintf(buffer.data(), buffer.size(), format, arguments);
+    return std::wstring(buffer.data(), static_cast<std::size_t>(length));
+}
+
+} // namespace platform

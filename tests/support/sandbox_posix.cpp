@@ -1,0 +1,46 @@
+#include "support/sandbox.h"
+
+#include "platform/fs.h"
+#include "platform/posix/host.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+std::wstring CreateSandboxFolder() {
+    char pattern[] = "/tmp/ferrymark-test-XXXXXX";
+    if (mkdtemp(pattern) == nullptr)
+        throw std::runtime_error("mkdtemp failed");
+    platform::posix::SetRoot(pattern);
+    const std::wstring folder = L"C:\\Sandbox";
+    platform::CreateFolders(folder);
+    return folder;
+}
+
+void RemoveSandboxFolder(const std::wstring&) {
+    const std::string root = platform::posix::Root();
+    platform::posix::CloseRegistryStore();
+    platform::RemoveTree(L"C:\\");
+    std::remove((root + "/registry.sqlite3").c_str());
+    std::remove((root + "/registry.sqlite3-wal").c_str());
+    std::remove((root + "/registry.sqlite3-shm").c_str());
+    std::system(("rm -rf '" + root + "'").c_str());
+}
+
+std::string SandboxTest::ReadFile(const std::wstring& path) {
+    std::ifstream in(platform::posix::HostPath(path), std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+void SandboxTest::WriteFile(const std::wstring& path, const std::string& bytes) {
+    std::ofstream out(platform::posix::HostPath(path), std::ios::binary | std::ios::trunc);
+    out << bytes;
+    if (!out)
+        throw std::runtime_error("cannot write " + platform::posix::HostPath(path));
+}
+
+void SandboxTest::MakeFolder(const std::wstring& path) {
+    if (platform::CreateFolders(path).Failed())
+        throw std::runtime_error("cannot create folder");
+}

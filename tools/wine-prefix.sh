@@ -1,0 +1,33 @@
+#!/usr/bin/env bash
+# Creates a Wine prefix for Ferrymark's tests and demo, once.
+#
+# A new prefix links Documents, Pictures, Desktop and the other shell folders to
+# the Unix home folder, so that two of them are one folder and the program would
+# write into the machine's home. They are replaced here by real, empty folders.
+set -euo pipefail
+prefix=$1
+stamp=$prefix/.ferrymark-ready
+[ -f "$stamp" ] && exit 0
+
+export WINEPREFIX=$prefix
+export WINEARCH=win64
+export WINEDEBUG=-all
+export WINEDLLOVERRIDES='mscoree,mshtml=;winemenubuilder.exe=d'
+mkdir -p "$prefix"
+loader=/usr/lib/wine/wine64
+[ -x "$loader" ] || loader=wine
+echo "wine-prefix: creating $prefix"
+DISPLAY= "$loader" wineboot --init >/dev/null 2>&1 || true
+wineserver -w || true
+
+for user_folder in "$prefix"/drive_c/users/*/; do
+  for name in Desktop Documents Downloads Music Pictures Videos Templates; do
+    item=${user_folder}${name}
+    if [ -L "$item" ]; then
+      rm -f "$item"
+      mkdir -p "$item"
+    fi
+  done
+done
+[ -f "$prefix/system.reg" ] || { echo "wine-prefix: wineboot did not create the prefix" >&2; exit 1; }
+touch "$stamp"
