@@ -19,6 +19,9 @@ loader=/usr/lib/wine/wine64
 echo "wine-prefix: creating $prefix"
 DISPLAY= "$loader" wineboot --init >/dev/null 2>&1 || true
 wineserver -w || true
+# The program is made for Windows 10; a new prefix reports Windows 7.
+"$loader" winecfg -v win10 >/dev/null 2>&1 || true
+wineserver -w || true
 
 for user_folder in "$prefix"/drive_c/users/*/; do
   for name in Desktop Documents Downloads Music Pictures Videos Templates; do

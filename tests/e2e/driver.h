@@ -1,0 +1,51 @@
+// The Windows-side test driver: starts the real program, finds its windows, reads
+// their text, presses their buttons and takes screenshots.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+#include <vector>
+
+class ProgramRun {
+public:
+    // Starts `program` with its own folder as working folder.
+    explicit ProgramRun(const std::wstring& program);
+    ~ProgramRun();
+    ProgramRun(const ProgramRun&) = delete;
+    ProgramRun& operator=(const ProgramRun&) = delete;
+
+    bool Started() const { return process != nullptr; }
+    DWORD ProcessId() const { return processId; }
+
+    // The first visible top-level dialog of the process with this caption, or null
+    // after `timeoutMs`.
+    HWND WaitForDialog(const std::wstring& caption, DWORD timeoutMs = 20000) const;
+    // Waits for the process to end; returns its exit code, or STILL_ACTIVE on timeout.
+    DWORD WaitForExit(DWORD timeoutMs = 20000) const;
+    bool Running() const;
+    void Kill();
+
+private:
+    HANDLE process = nullptr;
+    DWORD processId = 0;
+};
+
+// Visible top-level windows of a process.
+std::vector<HWND> TopLevelWindows(DWORD processId);
+std::wstring WindowText(HWND window);
+std::wstring ClassName(HWND window);
+// The text of a message box: its static control with the system's identifier.
+std::wstring MessageBoxText(HWND box);
+// Presses a button of a dialog by its identifier.
+void PressButton(HWND dialog, int id);
+// Sends a key through the program's message queue, as a keyboard would.
+void PostKey(HWND window, UINT virtualKey);
+// Saves the window's image as a BMP in the screenshot folder, if one is set.
+void Screenshot(HWND window, const std::wstring& name);
+
+std::string ReadAll(const std::wstring& path);
+void WriteAll(const std::wstring& path, const std::string& bytes);
+bool FileExists(const std::wstring& path);
+void RemoveTreeQuietly(const std::wstring& path);
+std::wstring Environment(const wchar_t* name);
