@@ -25,9 +25,13 @@ void Logger::Write(int level, const std::wstring& tag, const std::wstring& text)
     Instance().WriteRecord(level, text);
 }
 
-void Logger::SetLevel(const std::wstring& levelName) { Instance().ApplyLevel(levelName); }
+void Logger::SetLevel(const std::wstring& levelName) {
+    Instance().ApplyLevel(levelName);
+}
 
-void Logger::OpenFile(const std::wstring& path) { Instance().Open(path); }
+void Logger::OpenFile(const std::wstring& path) {
+    Instance().Open(path);
+}
 
 std::wstring Logger::TimeField(const platform::CalendarTime& time) const {
     return FormatWide(L"%02i.%02i.%04i %02i:%02i:%02i%s", time.day, time.month, time.year,
@@ -94,7 +98,8 @@ void Logger::Open(const std::wstring& path) {
     if (is_open())
         close();
     clear();
-    platform::OpenStream(*this, path, std::ios_base::out | std::ios_base::app | std::ios_base::binary);
+    platform::OpenStream(*this, path,
+                         std::ios_base::out | std::ios_base::app | std::ios_base::binary);
     // A failed open leaves the stream failed, and every later line goes to
     // standard output.
 }

@@ -11,7 +11,14 @@
 
 class Logger : public std::basic_ofstream<wchar_t> {
 public:
-    enum Level { Trace = 0, DebugLevel = 1, InfoLevel = 2, WarnLevel = 3, ErrorLevel = 4, FatalLevel = 5 };
+    enum Level {
+        Trace = 0,
+        DebugLevel = 1,
+        InfoLevel = 2,
+        WarnLevel = 3,
+        ErrorLevel = 4,
+        FatalLevel = 5
+    };
 
     // Where the time of a record comes from; tests give a fixed or counting clock.
     using Clock = platform::CalendarTime (*)();

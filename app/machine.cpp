@@ -4,7 +4,9 @@
 #include "app/paths.h"
 #include "platform/system.h"
 
-std::wstring GetKnownFolder(const platform::Guid& id) { return platform::KnownFolderPath(id); }
+std::wstring GetKnownFolder(const platform::Guid& id) {
+    return platform::KnownFolderPath(id);
+}
 
 bool IsAlreadyRunning() {
     // A failed create counts as not running: the program then runs unguarded.

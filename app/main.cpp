@@ -12,12 +12,13 @@
 #include "ui/main_dialog.h"
 
 #include <windows.h>
+
 #include <commctrl.h>
 
 #include <cstdlib>
 #include <cstring>
-#include <stdexcept>
 #include <exception>
+#include <stdexcept>
 #include <vector>
 
 namespace {

@@ -9,7 +9,9 @@ namespace reg = platform::registry;
 RegistryKey::RegistryKey(RegistryHive keyHive, const std::wstring& keyPath, bool view32)
     : hive(keyHive), handle(Open(keyHive, keyPath, view32, true)), path(keyPath), wow32(view32) {}
 
-RegistryKey::~RegistryKey() { reg::CloseKey(handle); }
+RegistryKey::~RegistryKey() {
+    reg::CloseKey(handle);
+}
 
 reg::KeyHandle RegistryKey::Open(RegistryHive keyHive, const std::wstring& keyPath, bool view32,
                                  bool create) {

@@ -63,7 +63,8 @@ std::wstring FromUtf16(const char16_t* text, std::size_t length) {
         if constexpr (sizeof(wchar_t) != 2) {
             if (c >= 0xD800 && c <= 0xDBFF && i + 1 < length && text[i + 1] >= 0xDC00 &&
                 text[i + 1] <= 0xDFFF) {
-                c = 0x10000 + ((c - 0xD800) << 10) + (static_cast<std::uint32_t>(text[i + 1]) - 0xDC00);
+                c = 0x10000 + ((c - 0xD800) << 10) +
+                    (static_cast<std::uint32_t>(text[i + 1]) - 0xDC00);
                 ++i;
             }
         }

@@ -11,8 +11,8 @@ namespace {
 std::string ToThreadAnsi(const std::wstring& text) {
     if (text.empty())
         return {};
-    const int size = WideCharToMultiByte(CP_THREAD_ACP, 0, text.c_str(), -1, nullptr, 0, nullptr,
-                                         nullptr);
+    const int size =
+        WideCharToMultiByte(CP_THREAD_ACP, 0, text.c_str(), -1, nullptr, 0, nullptr, nullptr);
     if (size <= 0)
         return {};
     std::vector<char> buffer(static_cast<std::size_t>(size), '\0');
@@ -23,7 +23,8 @@ std::string ToThreadAnsi(const std::wstring& text) {
 // Only the copy beside the program is loaded, never one found along the search path.
 std::wstring BesideProgram(const wchar_t* fileName) {
     std::vector<wchar_t> buffer(32768, L'\0');
-    const DWORD length = GetModuleFileNameW(nullptr, buffer.data(), static_cast<DWORD>(buffer.size()));
+    const DWORD length =
+        GetModuleFileNameW(nullptr, buffer.data(), static_cast<DWORD>(buffer.size()));
     std::wstring path(buffer.data(), length);
     const std::size_t slash = path.find_last_of(L"\\/");
     path = slash == std::wstring::npos ? std::wstring() : path.substr(0, slash + 1);

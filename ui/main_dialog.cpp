@@ -4,7 +4,9 @@
 
 std::exception_ptr MainDialog::pending;
 
-MainDialog::MainDialog() { log.SetName(L"MAINDLG"); }
+MainDialog::MainDialog() {
+    log.SetName(L"MAINDLG");
+}
 
 bool MainDialog::Create() {
     window = CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_MAIN), nullptr,

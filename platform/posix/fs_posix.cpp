@@ -22,7 +22,9 @@ SystemError FromErrno(int error) {
     throw FileSystemError(std::string(what) + ": " + std::strerror(error) + " [" + hostPath + "]");
 }
 
-bool IsAbsent(int error) { return error == ENOENT || error == ENOTDIR || error == ELOOP || error == ENAMETOOLONG; }
+bool IsAbsent(int error) {
+    return error == ENOENT || error == ENOTDIR || error == ELOOP || error == ENAMETOOLONG;
+}
 
 SystemError RemoveHostTree(const std::string& hostPath) {
     struct stat info {};
@@ -135,7 +137,9 @@ SystemError RemoveItem(const std::wstring& path) {
     return {};
 }
 
-SystemError RemoveTree(const std::wstring& path) { return RemoveHostTree(posix::HostPath(path)); }
+SystemError RemoveTree(const std::wstring& path) {
+    return RemoveHostTree(posix::HostPath(path));
+}
 
 SystemError CreateFolders(const std::wstring& path) {
     const std::string host = posix::HostPath(path);
@@ -164,7 +168,8 @@ SystemError MoveItem(const std::wstring& from, const std::wstring& to) {
     // rename(2) would replace an empty one.
     struct stat destinationInfo {};
     if (lstat(destination.c_str(), &destinationInfo) == 0 && S_ISDIR(destinationInfo.st_mode) &&
-        !(sourceInfo.st_dev == destinationInfo.st_dev && sourceInfo.st_ino == destinationInfo.st_ino))
+        !(sourceInfo.st_dev == destinationInfo.st_dev &&
+          sourceInfo.st_ino == destinationInfo.st_ino))
         return FromErrno(EEXIST);
     if (rename(source.c_str(), destination.c_str()) == 0)
         return {};

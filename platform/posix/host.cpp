@@ -14,7 +14,9 @@ std::string& RootStorage() {
     return root;
 }
 
-bool IsSeparator(wchar_t c) { return c == L'\\' || c == L'/'; }
+bool IsSeparator(wchar_t c) {
+    return c == L'\\' || c == L'/';
+}
 
 } // namespace
 
@@ -23,7 +25,9 @@ void SetRoot(const std::string& hostFolder) {
     RootStorage() = hostFolder;
 }
 
-std::string Root() { return RootStorage(); }
+std::string Root() {
+    return RootStorage();
+}
 
 std::string HostPath(const std::wstring& windowsPath) {
     std::wstring rest;

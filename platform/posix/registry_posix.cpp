@@ -49,7 +49,9 @@ std::uint64_t NowAsFileTime() {
 
 class Statement {
 public:
-    Statement(sqlite3* db, const char* sql) { sqlite3_prepare_v2(db, sql, -1, &statement, nullptr); }
+    Statement(sqlite3* db, const char* sql) {
+        sqlite3_prepare_v2(db, sql, -1, &statement, nullptr);
+    }
     ~Statement() { sqlite3_finalize(statement); }
     Statement(const Statement&) = delete;
     Statement& operator=(const Statement&) = delete;
@@ -122,8 +124,8 @@ private:
         const std::string root = posix::Root();
         mkdir_p(root);
         const std::string file = root + "/registry.sqlite3";
-        if (sqlite3_open_v2(file.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr) !=
-            SQLITE_OK) {
+        if (sqlite3_open_v2(file.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE,
+                            nullptr) != SQLITE_OK) {
             sqlite3_close(db);
             db = nullptr;
             return;
@@ -155,7 +157,9 @@ void Store::mkdir_p(const std::string& path) {
             mkdir(path.substr(0, at).c_str(), 0777);
 }
 
-sqlite3* Db() { return Store::Get().Db(); }
+sqlite3* Db() {
+    return Store::Get().Db();
+}
 
 // Runs a group of statements as one write transaction.
 class Transaction {
@@ -206,9 +210,12 @@ sqlite3_int64 FindChild(sqlite3_int64 parent, const std::wstring& name) {
 
 sqlite3_int64 CreateChild(sqlite3_int64 parent, const std::wstring& name) {
     const auto now = static_cast<sqlite3_int64>(NowAsFileTime());
-    Statement insert(Db(),
-                     "INSERT INTO keys(parent, name, fold, lastWrite) VALUES (?, ?, ?, ?)");
-    if (!insert.Bind(1, parent).Bind(2, ToUtf8(name)).Bind(3, ToUtf8(Fold(name))).Bind(4, now).Run())
+    Statement insert(Db(), "INSERT INTO keys(parent, name, fold, lastWrite) VALUES (?, ?, ?, ?)");
+    if (!insert.Bind(1, parent)
+             .Bind(2, ToUtf8(name))
+             .Bind(3, ToUtf8(Fold(name)))
+             .Bind(4, now)
+             .Run())
         return 0;
     const sqlite3_int64 id = sqlite3_last_insert_rowid(Db());
     Touch(parent);
@@ -313,7 +320,9 @@ KeyHandle OpenKey(Hive hive, const std::wstring& path, bool wow32, bool create) 
     return new Key{id};
 }
 
-void CloseKey(KeyHandle key) { delete key; }
+void CloseKey(KeyHandle key) {
+    delete key;
+}
 
 Status QueryValue(KeyHandle key, const std::wstring& name, ValueType* type, std::uint8_t* data,
                   std::uint32_t* size) {
@@ -459,5 +468,7 @@ Status DeleteTree(KeyHandle key, const std::wstring& subKey) {
 } // namespace platform::registry
 
 namespace platform::posix {
-void CloseRegistryStore() { registry::Store::Get().Close(); }
+void CloseRegistryStore() {
+    registry::Store::Get().Close();
+}
 } // namespace platform::posix

@@ -30,9 +30,9 @@ bool IsAbsent(DWORD error) {
 
 // Attributes of the item a path finally names, following links, or nothing.
 bool FollowedAttributes(const std::wstring& path, BY_HANDLE_FILE_INFORMATION& info, DWORD& error) {
-    win32::UniqueHandle file(CreateFileW(path.c_str(), FILE_READ_ATTRIBUTES,
-                                         FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                                         nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+    win32::UniqueHandle file(CreateFileW(
+        path.c_str(), FILE_READ_ATTRIBUTES, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+        nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
     if (!file.Valid()) {
         error = GetLastError();
         return false;
@@ -134,7 +134,9 @@ SystemError RemoveItem(const std::wstring& path) {
     return {};
 }
 
-SystemError RemoveTree(const std::wstring& path) { return RemoveTreeW(path); }
+SystemError RemoveTree(const std::wstring& path) {
+    return RemoveTreeW(path);
+}
 
 SystemError CreateFolders(const std::wstring& path) {
     // Walk from the first component after the root and create what is missing.

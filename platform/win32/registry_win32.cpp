@@ -5,19 +5,26 @@
 namespace platform::registry {
 namespace {
 
-HKEY ToHkey(KeyHandle key) { return reinterpret_cast<HKEY>(key); }
-KeyHandle FromHkey(HKEY key) { return reinterpret_cast<KeyHandle>(key); }
+HKEY ToHkey(KeyHandle key) {
+    return reinterpret_cast<HKEY>(key);
+}
+KeyHandle FromHkey(HKEY key) {
+    return reinterpret_cast<KeyHandle>(key);
+}
 
-HKEY Root(Hive hive) { return hive == Hive::LocalMachine ? HKEY_LOCAL_MACHINE : HKEY_CURRENT_USER; }
+HKEY Root(Hive hive) {
+    return hive == Hive::LocalMachine ? HKEY_LOCAL_MACHINE : HKEY_CURRENT_USER;
+}
 
 } // namespace
 
 KeyHandle OpenKey(Hive hive, const std::wstring& path, bool wow32, bool create) {
     const REGSAM access = KEY_ALL_ACCESS | (wow32 ? KEY_WOW64_32KEY : KEY_WOW64_64KEY);
     HKEY key = nullptr;
-    LSTATUS status = create ? RegCreateKeyExW(Root(hive), path.c_str(), 0, nullptr,
-                                              REG_OPTION_NON_VOLATILE, access, nullptr, &key, nullptr)
-                            : RegOpenKeyExW(Root(hive), path.c_str(), 0, access, &key);
+    LSTATUS status = create
+                         ? RegCreateKeyExW(Root(hive), path.c_str(), 0, nullptr,
+                                           REG_OPTION_NON_VOLATILE, access, nullptr, &key, nullptr)
+                         : RegOpenKeyExW(Root(hive), path.c_str(), 0, access, &key);
     return status == ERROR_SUCCESS ? FromHkey(key) : nullptr;
 }
 
@@ -60,8 +67,8 @@ Status QueryInfo(KeyHandle key, std::uint32_t* subKeyCount, std::uint32_t* maxSu
     if (maxSubKeyLength != nullptr)
         *maxSubKeyLength = longest;
     if (lastWriteTime != nullptr)
-        *lastWriteTime = (static_cast<std::uint64_t>(written.dwHighDateTime) << 32) |
-                         written.dwLowDateTime;
+        *lastWriteTime =
+            (static_cast<std::uint64_t>(written.dwHighDateTime) << 32) | written.dwLowDateTime;
     return status;
 }
 

@@ -40,9 +40,11 @@ std::wstring KnownFolderPath(const Guid& id) {
         CoTaskMemFree(path);
         return result;
     }
-    // No text can be formed; the string is built from the null pointer that the
-    // call left, as every caller expects an answer and has no failure path.
-    return std::wstring(static_cast<const wchar_t*>(path));
+    // No text can be formed and no caller has a failure path: the process ends
+    // with an access fault, which no C++ handler catches.
+    RaiseException(static_cast<DWORD>(EXCEPTION_ACCESS_VIOLATION), EXCEPTION_NONCONTINUABLE, 0,
+                   nullptr);
+    return result;
 }
 
 MutexResult CreateNamedMutex(const std::wstring& name) {

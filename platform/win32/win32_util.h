@@ -12,7 +12,9 @@ namespace platform::win32 {
 // The system's text for an error code, without the trailing line end.
 std::wstring SystemText(DWORD code);
 
-inline SystemError Failure(DWORD code) { return SystemError{code, SystemText(code)}; }
+inline SystemError Failure(DWORD code) {
+    return SystemError{code, SystemText(code)};
+}
 
 // Owns a kernel handle: copying is deleted, moving hands the handle over.
 class UniqueHandle {

@@ -116,7 +116,8 @@ TEST_F(RegistryKeyTest, SubKeysIsACompleteSnapshot) {
     // Callers delete entries while they walk the list: it must not shrink under them.
     const std::vector<std::wstring> snapshot = parent.SubKeys();
     for (const std::wstring& name : snapshot)
-        EXPECT_EQ(reg::DeleteTree(parent.Handle(), name), reg::kSuccess) << std::string(name.begin(), name.end());
+        EXPECT_EQ(reg::DeleteTree(parent.Handle(), name), reg::kSuccess)
+            << std::string(name.begin(), name.end());
     EXPECT_TRUE(parent.SubKeys().empty());
     EXPECT_FALSE(RegistryKey::Exists(HKLM, KeyPath() + L"\\Beta\\Grandchild", false));
 }
@@ -194,7 +195,8 @@ TEST(FileTimeToCalendar, BreaksTicksDownInUtc) {
     EXPECT_EQ(origin.month, 1);
     EXPECT_EQ(origin.day, 1);
     // A leap day and the last second of a century year that is no leap year.
-    const platform::CalendarTime leap = FileTimeToCalendar((951782400ULL + 11644473600ULL) * 10000000ULL);
+    const platform::CalendarTime leap =
+        FileTimeToCalendar((951782400ULL + 11644473600ULL) * 10000000ULL);
     EXPECT_EQ(leap.year, 2000);
     EXPECT_EQ(leap.month, 2);
     EXPECT_EQ(leap.day, 29);

@@ -55,9 +55,9 @@ TEST_F(RotationTest, LimitThreeShiftsEveryItemUpAndDropsTheOldest) {
     EXPECT_TRUE(RotateNumbered(Folder(), L"log", L".txt", 3));
     EXPECT_EQ(Items({L"log.txt", L"log1.txt", L"log2.txt", L"log3.txt", L"log7.txt"}),
               (Expected{{L"log1.txt", "current"},
-                     {L"log2.txt", "previous"},
-                     {L"log3.txt", "left from a higher limit"},
-                     {L"log7.txt", "far above"}}));
+                        {L"log2.txt", "previous"},
+                        {L"log3.txt", "left from a higher limit"},
+                        {L"log7.txt", "far above"}}));
     EXPECT_EQ(LogText(), "") << "a successful rotation logs nothing";
 }
 
@@ -104,8 +104,7 @@ TEST_F(RotationTest, ItemsAreHandledByWhatTheyAre) {
 
     // The oldest is a whole tree and goes as one.
     EXPECT_TRUE(RotateNumbered(Folder(), L"backup", L"", 2));
-    EXPECT_EQ(Items({L"backup", L"backup1", L"backup2"}),
-              (Expected{{L"backup2", "<folder>"}}))
+    EXPECT_EQ(Items({L"backup", L"backup1", L"backup2"}), (Expected{{L"backup2", "<folder>"}}))
         << "limit 2 deletes number 1 (a tree) and leaves number 2 above the limit";
 
     MakeFolder(InFolder(L"log.txt"));
@@ -137,7 +136,8 @@ TEST_F(RotationTest, AFailedMoveEndsTheRotationAndKeepsWhatWasDone) {
     EXPECT_FALSE(RotateNumbered(Folder(), stem, L".txt", 11));
     EXPECT_EQ(ReadFile(InFolder(name(L""))), "current") << "passes after the failure never ran";
     EXPECT_EQ(ReadFile(InFolder(name(L"1"))), "one");
-    EXPECT_EQ(ReadFile(InFolder(name(L"9"))), "nine") << "the item whose move failed keeps its number";
+    EXPECT_EQ(ReadFile(InFolder(name(L"9"))), "nine")
+        << "the item whose move failed keeps its number";
     const std::string log = LogText();
     EXPECT_NE(log.find("  ERROR    Failed to move "), std::string::npos) << log;
     EXPECT_NE(log.find(std::string(250, 'r') + "9.txt -> "), std::string::npos);

@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 TEST(FormatWide, GivesPercentSTheWidthOfTheFormat) {
-    EXPECT_EQ(FormatWide(L"%s version %i.%i.%i.%i running on %s build %s", L"Ferrymark", 5, 0, 7,
-                         0, L"Windows 10 Pro", L"N/A"),
+    EXPECT_EQ(FormatWide(L"%s version %i.%i.%i.%i running on %s build %s", L"Ferrymark", 5, 0, 7, 0,
+                         L"Windows 10 Pro", L"N/A"),
               L"Ferrymark version 5.0.7.0 running on Windows 10 Pro build N/A");
     EXPECT_EQ(FormatWide(L"[%*s|%-*s|%c]", 6, L"ab", 4, L"cd", L'x'), L"[    ab|cd  |x]");
     EXPECT_EQ(FormatWide(L"%02i.%04i 100%%", 7, 21), L"07.0021 100%");

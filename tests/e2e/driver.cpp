@@ -79,8 +79,8 @@ std::vector<HWND> TopLevelWindows(DWORD processId) {
 
 std::wstring WindowText(HWND window) {
     wchar_t buffer[1024] = {};
-    SendMessageTimeoutW(window, WM_GETTEXT, 1024, reinterpret_cast<LPARAM>(buffer), SMTO_BLOCK, 5000,
-                        nullptr);
+    SendMessageTimeoutW(window, WM_GETTEXT, 1024, reinterpret_cast<LPARAM>(buffer), SMTO_BLOCK,
+                        5000, nullptr);
     return buffer;
 }
 

@@ -14,8 +14,8 @@ namespace reg = platform::registry;
 namespace {
 
 const RegistryHive HKLM = RegistryHive::LocalMachine;
-const wchar_t* const kOldInstallKey =
-    L"Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\{64cd40e2-6e5e-4732-8ed4-b4a5be475825}";
+const wchar_t* const kOldInstallKey = L"Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\{"
+                                      L"64cd40e2-6e5e-4732-8ed4-b4a5be475825}";
 
 std::vector<std::string> LogLines(const std::string& bytes) {
     std::vector<std::string> lines;
@@ -201,7 +201,8 @@ TEST_F(ProgramTest, AnOldInstallStopsTheStart) {
     ProgramRun run(program);
     HWND box = run.WaitForDialog(L"Ferrymark");
     ASSERT_NE(box, nullptr);
-    EXPECT_EQ(MessageBoxText(box), L"Uninstall previous version of Ferrymark and restart the program.");
+    EXPECT_EQ(MessageBoxText(box),
+              L"Uninstall previous version of Ferrymark and restart the program.");
     Screenshot(box, L"old-install");
     PressButton(box, IDOK);
     EXPECT_EQ(run.WaitForExit(), 1u);
@@ -218,8 +219,8 @@ TEST_F(ProgramTest, AnOldInstallStopsTheStart) {
     HWND dialog = StartToMainDialog(fresh);
     ASSERT_NE(dialog, nullptr);
     EXPECT_TRUE(RegistryKey::Exists(HKLM, kOldInstallKey, true));
-    EXPECT_TRUE(RegistryKey::Exists(HKLM, std::wstring(L"Software\\WOW6432Node\\") +
-                                              (kOldInstallKey + 9), false));
+    EXPECT_TRUE(RegistryKey::Exists(
+        HKLM, std::wstring(L"Software\\WOW6432Node\\") + (kOldInstallKey + 9), false));
     PostKey(dialog, VK_ESCAPE);
     EXPECT_EQ(fresh.WaitForExit(), 0u);
 }

@@ -50,7 +50,9 @@ __declspec(dllexport) void win_sparkle_init() {
     Record("win_sparkle_init windows=" + std::to_string(windows));
 }
 
-__declspec(dllexport) void win_sparkle_cleanup() { Record("win_sparkle_cleanup"); }
+__declspec(dllexport) void win_sparkle_cleanup() {
+    Record("win_sparkle_cleanup");
+}
 
 __declspec(dllexport) void win_sparkle_check_update_with_ui() {
     Record("win_sparkle_check_update_with_ui");

@@ -14,7 +14,8 @@ using PosixBackendTest = SandboxTest;
 
 TEST_F(PosixBackendTest, WindowsPathsMapBelowTheRoot) {
     const std::string root = platform::posix::Root();
-    EXPECT_EQ(platform::posix::HostPath(L"C:\\ProgramData\\Kestrane"), root + "/C/ProgramData/Kestrane");
+    EXPECT_EQ(platform::posix::HostPath(L"C:\\ProgramData\\Kestrane"),
+              root + "/C/ProgramData/Kestrane");
     EXPECT_EQ(platform::posix::HostPath(L"d:/Sim\\Addons"), root + "/D/Sim/Addons");
     EXPECT_EQ(platform::posix::HostPath(L"C:"), root + "/C/");
     EXPECT_EQ(platform::posix::HostPath(L"\\\\server\\share\\x"), root + "/UNC/server/share/x");
@@ -24,14 +25,16 @@ TEST_F(PosixBackendTest, WindowsPathsMapBelowTheRoot) {
     WriteFile(InFolder(L"file.txt"), "x");
     struct stat info {};
     EXPECT_EQ(stat((root + "/C/Sandbox/file.txt").c_str(), &info), 0);
-    EXPECT_TRUE(platform::Exists(L"c:\\Sandbox\\file.txt")) << "the drive letter's case does not matter";
+    EXPECT_TRUE(platform::Exists(L"c:\\Sandbox\\file.txt"))
+        << "the drive letter's case does not matter";
 }
 
 TEST_F(PosixBackendTest, LinksAreFollowedByExistsAndSeenByIsSymbolicLink) {
     const std::string root = platform::posix::Root();
     MakeFolder(InFolder(L"target"));
     ASSERT_EQ(symlink((root + "/C/Sandbox/target").c_str(), (root + "/C/Sandbox/link").c_str()), 0);
-    ASSERT_EQ(symlink((root + "/C/Sandbox/gone").c_str(), (root + "/C/Sandbox/dangling").c_str()), 0);
+    ASSERT_EQ(symlink((root + "/C/Sandbox/gone").c_str(), (root + "/C/Sandbox/dangling").c_str()),
+              0);
     EXPECT_TRUE(platform::Exists(InFolder(L"link")));
     EXPECT_TRUE(platform::IsFolder(InFolder(L"link")));
     EXPECT_TRUE(platform::IsSymbolicLink(InFolder(L"link")));
@@ -42,11 +45,13 @@ TEST_F(PosixBackendTest, LinksAreFollowedByExistsAndSeenByIsSymbolicLink) {
     // Removing a link never touches what it points to, also inside a tree.
     WriteFile(InFolder(L"target\\keep.txt"), "keep");
     MakeFolder(InFolder(L"tree"));
-    ASSERT_EQ(symlink((root + "/C/Sandbox/target").c_str(), (root + "/C/Sandbox/tree/inner").c_str()), 0);
+    ASSERT_EQ(
+        symlink((root + "/C/Sandbox/target").c_str(), (root + "/C/Sandbox/tree/inner").c_str()), 0);
     EXPECT_FALSE(platform::RemoveTree(InFolder(L"tree")).Failed());
     EXPECT_FALSE(platform::RemoveItem(InFolder(L"link")).Failed());
     EXPECT_EQ(ReadFile(InFolder(L"target\\keep.txt")), "keep");
-    EXPECT_TRUE(platform::RemoveItem(InFolder(L"target")).Failed()) << "a full folder is not one item";
+    EXPECT_TRUE(platform::RemoveItem(InFolder(L"target")).Failed())
+        << "a full folder is not one item";
 }
 
 TEST_F(PosixBackendTest, TheSingleInstanceNameIsHeldUntilTheProcessEnds) {

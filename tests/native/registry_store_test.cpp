@@ -53,7 +53,8 @@ TEST_F(RegistryStoreTest, CopyAndDeleteOfATree) {
     ASSERT_EQ(reg::CopyTree(uninstall.Handle(), L"Entry", destination.Handle()), reg::kSuccess);
     EXPECT_EQ(destination.ReadString(L"InstallLocation", L""), L"C:\\Sim");
     EXPECT_EQ(destination.ReadString(L"Stale", L""), L"kept") << "a copy merges into the target";
-    EXPECT_EQ(RegistryKey(HKLM, KeyPath() + L"\\Moved\\Entry\\Nested", false).ReadDword(L"Level", 0), 2u);
+    EXPECT_EQ(
+        RegistryKey(HKLM, KeyPath() + L"\\Moved\\Entry\\Nested", false).ReadDword(L"Level", 0), 2u);
 
     ASSERT_EQ(reg::DeleteTree(uninstall.Handle(), L"entry"), reg::kSuccess);
     EXPECT_FALSE(RegistryKey::Exists(HKLM, KeyPath() + L"\\Uninstall\\Entry", false));
@@ -93,5 +94,6 @@ TEST_F(RegistryStoreTest, EnumerationReportsShortBuffersAndTheEnd) {
     parent.WriteDword(L"Four", 4);
     EXPECT_EQ(reg::QueryValue(parent.Handle(), L"Four", nullptr, small, &size), reg::kMoreData);
     EXPECT_EQ(size, 4u);
-    EXPECT_EQ(reg::QueryValue(parent.Handle(), L"Absent", nullptr, nullptr, &size), reg::kFileNotFound);
+    EXPECT_EQ(reg::QueryValue(parent.Handle(), L"Absent", nullptr, nullptr, &size),
+              reg::kFileNotFound);
 }

@@ -10,15 +10,17 @@ namespace reg = platform::registry;
 
 namespace {
 
-std::wstring Widen(const std::string& text) { return std::wstring(text.begin(), text.end()); }
+std::wstring Widen(const std::string& text) {
+    return std::wstring(text.begin(), text.end());
+}
 
 } // namespace
 
 void SandboxTest::SetUp() {
     folder = CreateSandboxFolder();
     const ::testing::TestInfo* info = ::testing::UnitTest::GetInstance()->current_test_info();
-    keyPath = L"Software\\FerrymarkTests\\" + Widen(info->test_suite_name()) + L"." +
-              Widen(info->name());
+    keyPath =
+        L"Software\\FerrymarkTests\\" + Widen(info->test_suite_name()) + L"." + Widen(info->name());
     DeleteTestKeys();
 }
 
@@ -40,4 +42,6 @@ void SandboxTest::DeleteTestKeys() {
     }
 }
 
-std::wstring SandboxTest::InFolder(const std::wstring& name) const { return PathJoin(folder, name); }
+std::wstring SandboxTest::InFolder(const std::wstring& name) const {
+    return PathJoin(folder, name);
+}

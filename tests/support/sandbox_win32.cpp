@@ -25,7 +25,9 @@ std::wstring CreateSandboxFolder() {
     }
 }
 
-void RemoveSandboxFolder(const std::wstring& folder) { platform::RemoveTree(folder); }
+void RemoveSandboxFolder(const std::wstring& folder) {
+    platform::RemoveTree(folder);
+}
 
 std::string SandboxTest::ReadFile(const std::wstring& path) {
     std::FILE* file = _wfopen(path.c_str(), L"rb");
