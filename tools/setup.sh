@@ -8,7 +8,7 @@ packages=(
   build-essential cmake ninja-build pkg-config dpkg-dev
   g++-mingw-w64-x86-64-posix mingw-w64-tools binutils-mingw-w64-x86-64
   wine wine64 xvfb xauth imagemagick
-  sqlite3 libsqlite3-dev libgtest-dev googletest libpugixml-dev liblief-dev
+  sqlite3 libsqlite3-dev libgtest-dev googletest liblief-dev
 )
 
 missing=()
@@ -18,7 +18,7 @@ for p in "${packages[@]}"; do
   fi
 done
 
-# The mingw build of pugixml is made from Debian's source package, which needs
+# pugixml is built in its wide configuration from Debian's source package, which needs
 # a deb-src entry for the same archive as the binary packages.
 src_list=/etc/apt/sources.list.d/ferrymark-deb-src.sources
 need_update=0
