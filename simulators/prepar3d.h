@@ -1,0 +1,48 @@
+// Prepar3D, and its five versions, which differ only in their constants.
+#pragma once
+
+#include "simulators/generic_simulator.h"
+
+#include <utility>
+
+class Prepar3D : public GenericSimulator {
+public:
+    bool SetLocation(std::wstring location) override;
+
+    // Per pair of slots (link side, target side), the file names linked when the
+    // simulator is activated.
+    using FileLinks =
+        std::map<std::pair<SimulatorFolder, SimulatorFolder>, std::vector<std::wstring>>;
+    const FileLinks& GetFileLinks() const { return fileLinks; }
+
+protected:
+    Prepar3D();
+    ~Prepar3D() = default;
+
+    FileLinks fileLinks;
+};
+
+class Prepar3Dv1 final : public Prepar3D {
+public:
+    Prepar3Dv1();
+};
+
+class Prepar3Dv2 final : public Prepar3D {
+public:
+    Prepar3Dv2();
+};
+
+class Prepar3Dv3 final : public Prepar3D {
+public:
+    Prepar3Dv3();
+};
+
+class Prepar3Dv4 final : public Prepar3D {
+public:
+    Prepar3Dv4();
+};
+
+class Prepar3Dv5 final : public Prepar3D {
+public:
+    Prepar3Dv5();
+};
