@@ -1,1 +1,206 @@
-// (in progress)
+#include "engine/backup.h"
+
+#include "app/logger.h"
+#include "app/paths.h"
+#include "app/text.h"
+#include "platform/fs.h"
+
+namespace {
+
+const wchar_t* OverwriteWord(bool overwrite) {
+    return overwrite ? L"(overwrite)" : L"(keep existing)";
+}
+
+void Log(int level, const std::wstring& text) {
+    Logger::Write(level, L"", text);
+}
+
+// RFC 4648 section 4: the alphabet that ends in + and /, padded with =. The
+// backup name keeps this alphabet even where / then splits the name, since
+// backups made earlier must be found again under the same name.
+std::wstring Base64(const std::string& bytes) {
+    static const char alphabet[] =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::wstring encoded;
+    encoded.reserve((bytes.size() + 2) / 3 * 4);
+    std::size_t i = 0;
+    for (; i + 3 <= bytes.size(); i += 3) {
+        const unsigned long group =
+            (static_cast<unsigned long>(static_cast<unsigned char>(bytes[i])) << 16) |
+            (static_cast<unsigned long>(static_cast<unsigned char>(bytes[i + 1])) << 8) |
+            static_cast<unsigned char>(bytes[i + 2]);
+        encoded += static_cast<wchar_t>(alphabet[(group >> 18) & 0x3F]);
+        encoded += static_cast<wchar_t>(alphabet[(group >> 12) & 0x3F]);
+        encoded += static_cast<wchar_t>(alphabet[(group >> 6) & 0x3F]);
+        encoded += static_cast<wchar_t>(alphabet[group & 0x3F]);
+    }
+    const std::size_t rest = bytes.size() - i;
+    if (rest > 0) {
+        unsigned long group = static_cast<unsigned long>(static_cast<unsigned char>(bytes[i]))
+                              << 16;
+        if (rest == 2)
+            group |= static_cast<unsigned long>(static_cast<unsigned char>(bytes[i + 1])) << 8;
+        encoded += static_cast<wchar_t>(alphabet[(group >> 18) & 0x3F]);
+        encoded += static_cast<wchar_t>(alphabet[(group >> 12) & 0x3F]);
+        encoded += rest == 2 ? static_cast<wchar_t>(alphabet[(group >> 6) & 0x3F]) : L'=';
+        encoded += L'=';
+    }
+    return encoded;
+}
+
+// The removals of this file do not report a failure as a result: a removal that
+// fails raises, like the existence tests, and reaches the handler of the message
+// loop.
+[[noreturn]] void RaiseRemoval(const char* what, const std::wstring& path,
+                               const platform::SystemError& failure) {
+    throw platform::FileSystemError(std::string(what) + ": " +
+                                    platform::ToFileApiCodePage(failure.text) + " [" +
+                                    platform::ToFileApiCodePage(path) + "]");
+}
+
+void RemoveOne(const std::wstring& path) {
+    const platform::SystemError failure = platform::RemoveItem(path);
+    if (failure.Failed())
+        RaiseRemoval("remove", path, failure);
+}
+
+void RemoveWholeTree(const std::wstring& path) {
+    const platform::SystemError failure = platform::RemoveTree(path);
+    if (failure.Failed())
+        RaiseRemoval("remove_all", path, failure);
+}
+
+// The move with an error result: a failure is logged and reported as false.
+bool Move(const std::wstring& from, const std::wstring& to) {
+    const platform::SystemError failure = platform::MoveItem(from, to);
+    if (!failure.Failed())
+        return true;
+    Log(Logger::WarnLevel, L"Failed to move " + from + L" -> " + to + L", reason: " + failure.text);
+    return false;
+}
+
+} // namespace
+
+std::wstring GetBackupPath(std::wstring path) {
+    if (!path.empty() && path.back() == L'\\')
+        path.pop_back();
+    const std::wstring name = PathLastComponent(path);
+    const std::wstring encoded = Base64(platform::ToFileApiCodePage(name));
+    return PathJoin(PathParent(path), FormatWide(L"Ferrymark backup (%s)", encoded.c_str()));
+}
+
+bool IsInUse(std::wstring path) {
+    if (!platform::Exists(path))
+        return false;
+    // The rename onto itself is the whole test: what nothing holds comes through
+    // unchanged, and only this call's failure is taken as an answer.
+    const platform::SystemError failure = platform::MoveItem(path, path);
+    if (!failure.Failed())
+        return false;
+    Log(Logger::WarnLevel, L"File or folder in use " + path);
+    return true;
+}
+
+bool FileBackup(std::wstring path, bool overwrite) {
+    Log(Logger::Trace, L"FileBackup " + path + L" " + OverwriteWord(overwrite));
+    if (!platform::Exists(path))
+        return true;
+    if (IsInUse(path)) {
+        Log(Logger::WarnLevel, L"File is in use, cannot back up " + path);
+        return false;
+    }
+    if (platform::IsSymbolicLink(path))
+        return false;
+    const std::wstring backupPath = GetBackupPath(path);
+    if (platform::Exists(backupPath) && !overwrite)
+        return false;
+    // With overwrite the move itself replaces an existing backup.
+    return Move(path, backupPath);
+}
+
+bool FileRestore(std::wstring path, bool overwrite) {
+    Log(Logger::Trace, L"FileRestore " + path + L" " + OverwriteWord(overwrite));
+    const std::wstring backupPath = GetBackupPath(path);
+    if (!platform::Exists(backupPath)) {
+        Log(Logger::InfoLevel, L"Backup file does not exist and will be skipped " + backupPath);
+        return false;
+    }
+    if (platform::IsSymbolicLink(backupPath)) {
+        Log(Logger::WarnLevel, L"Backup file is a symbolic link and will be skipped " + backupPath);
+        return false;
+    }
+    if (IsInUse(path)) {
+        Log(Logger::WarnLevel, L"File is in use, cannot restore " + path);
+        return false;
+    }
+    if (platform::Exists(path)) {
+        if (!overwrite) {
+            Log(Logger::Trace, L"Restored file already exists and overwriting is not allowed, "
+                               L"skipping file restore");
+            return true;
+        }
+        // Asked again right before the removal: the file may have been taken
+        // since the first question.
+        if (IsInUse(path)) {
+            Log(Logger::WarnLevel, L"File is in use, cannot delete " + path);
+            return false;
+        }
+        Log(Logger::Trace, L"Restored file already exists and will be overwritten");
+        RemoveOne(path);
+    }
+    return Move(backupPath, path);
+}
+
+bool FolderBackup(std::wstring path, bool overwrite) {
+    Log(Logger::Trace, L"FolderBackup " + path + L" " + OverwriteWord(overwrite));
+    const std::wstring backupPath = GetBackupPath(path);
+    if (!platform::Exists(path)) {
+        Log(Logger::Trace, L"Folder does not exist, skipping " + path);
+        return true;
+    }
+    if (platform::IsSymbolicLink(path)) {
+        Log(Logger::WarnLevel, L"Folder is a symlink, cannot back up " + path);
+        return false;
+    }
+    if (IsInUse(path) || IsInUse(backupPath)) {
+        Log(Logger::WarnLevel, L"Folder is in use, cannot back up " + path);
+        return false;
+    }
+    if (platform::Exists(backupPath)) {
+        if (!overwrite) {
+            Log(Logger::WarnLevel, L"Backup already exists, cannot back up " + path);
+            return false;
+        }
+        Log(Logger::Trace, L"Deleting existing backup folder " + backupPath);
+        RemoveWholeTree(backupPath);
+    }
+    return Move(path, backupPath);
+}
+
+bool FolderRestore(std::wstring path, bool overwrite) {
+    Log(Logger::Trace, L"FolderRestore " + path + L" " + OverwriteWord(overwrite));
+    const std::wstring backupPath = GetBackupPath(path);
+    if (IsInUse(path) || IsInUse(backupPath)) {
+        Log(Logger::WarnLevel, L"Folder is in use, cannot restore " + path);
+        return false;
+    }
+    if (platform::IsSymbolicLink(path)) {
+        Log(Logger::Trace, L"Removing symbolic link");
+        RemoveOne(path);
+    }
+    if (platform::Exists(path) && overwrite) {
+        Log(Logger::Trace, L"Restored folder already exists and will be overwritten");
+        RemoveWholeTree(path);
+    }
+    if (!platform::Exists(backupPath)) {
+        Log(Logger::Trace, L"Backup folder does not exist");
+        // Tidy one level: the parent of the backup is the parent of the path.
+        const std::wstring parent = PathParent(backupPath);
+        if (platform::Exists(parent) && platform::IsFolderEmpty(parent) && !IsInUse(parent)) {
+            Log(Logger::Trace, L"Removing parent folder " + parent);
+            RemoveOne(parent);
+        }
+        return true;
+    }
+    return Move(backupPath, path);
+}

@@ -40,8 +40,19 @@ SystemError CreateFolders(const std::wstring& path);
 
 // Renames with the meaning of MoveFileExW(from, to, MOVEFILE_REPLACE_EXISTING |
 // MOVEFILE_COPY_ALLOWED): an existing file at `to` is replaced, an existing folder
-// there makes the move fail, and a file may be copied across volumes.
+// there makes the move fail, and a file may be copied across volumes. An item that
+// is in use cannot be moved, not even onto itself: a process holds it or something
+// below it open, or has its working folder there.
 SystemError MoveItem(const std::wstring& from, const std::wstring& to);
+
+// True when the folder has no entries, following links. Raises FileSystemError
+// when the folder cannot be listed (missing, not a folder, denied).
+bool IsFolderEmpty(const std::wstring& path);
+
+// The text in the narrow form that the platform's file calls use: the code page
+// that the file APIs select on Windows (ANSI or OEM), UTF-8 on POSIX. Characters
+// that the code page lacks come out as the platform's default character.
+std::string ToFileApiCodePage(const std::wstring& text);
 
 // Opens a wide stream on a path given in Windows form.
 void OpenStream(std::basic_ofstream<wchar_t>& stream, const std::wstring& path,

@@ -9,6 +9,13 @@
 #include <unistd.h>
 
 namespace platform {
+
+namespace posix {
+// in_use_posix.cpp: true when a process holds the item or anything below it
+// open, or has its working folder there.
+bool IsHeldOpen(const std::string& hostPath);
+} // namespace posix
+
 namespace {
 
 SystemError FromErrno(int error) {
@@ -164,13 +171,21 @@ SystemError MoveItem(const std::wstring& from, const std::wstring& to) {
     struct stat sourceInfo {};
     if (lstat(source.c_str(), &sourceInfo) != 0)
         return FromErrno(errno);
+    // Windows refuses to move what is in use, even onto itself; rename(2) would
+    // not, so the question is asked here.
+    if (posix::IsHeldOpen(source))
+        return FromErrno(EBUSY);
     // Windows replaces an existing file but never an existing folder, where
     // rename(2) would replace an empty one.
     struct stat destinationInfo {};
-    if (lstat(destination.c_str(), &destinationInfo) == 0 && S_ISDIR(destinationInfo.st_mode) &&
-        !(sourceInfo.st_dev == destinationInfo.st_dev &&
-          sourceInfo.st_ino == destinationInfo.st_ino))
+    const bool destinationExists = lstat(destination.c_str(), &destinationInfo) == 0;
+    const bool sameItem = destinationExists && sourceInfo.st_dev == destinationInfo.st_dev &&
+                          sourceInfo.st_ino == destinationInfo.st_ino;
+    if (destinationExists && !sameItem && S_ISDIR(destinationInfo.st_mode))
         return FromErrno(EEXIST);
+    // A file in use cannot be replaced either.
+    if (destinationExists && !sameItem && posix::IsHeldOpen(destination))
+        return FromErrno(EBUSY);
     if (rename(source.c_str(), destination.c_str()) == 0)
         return {};
     int error = errno;
@@ -182,6 +197,30 @@ SystemError MoveItem(const std::wstring& from, const std::wstring& to) {
     if (unlink(source.c_str()) != 0)
         return FromErrno(errno);
     return {};
+}
+
+bool IsFolderEmpty(const std::wstring& path) {
+    const std::string host = posix::HostPath(path);
+    DIR* folder = opendir(host.c_str());
+    if (folder == nullptr)
+        Raise("is_empty", host, errno);
+    bool empty = true;
+    errno = 0;
+    while (dirent* entry = readdir(folder)) {
+        if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0) {
+            empty = false;
+            break;
+        }
+    }
+    const int error = errno;
+    closedir(folder);
+    if (empty && error != 0)
+        Raise("is_empty", host, error);
+    return empty;
+}
+
+std::string ToFileApiCodePage(const std::wstring& text) {
+    return posix::ToUtf8(text);
 }
 
 void OpenStream(std::basic_ofstream<wchar_t>& stream, const std::wstring& path,

@@ -175,6 +175,47 @@ SystemError MoveItem(const std::wstring& from, const std::wstring& to) {
     return {};
 }
 
+bool IsFolderEmpty(const std::wstring& path) {
+    std::wstring pattern = path;
+    if (pattern.empty() || (pattern.back() != L'\\' && pattern.back() != L'/'))
+        pattern += L'\\';
+    pattern += L'*';
+    WIN32_FIND_DATAW found{};
+    HANDLE search = FindFirstFileW(pattern.c_str(), &found);
+    if (search == INVALID_HANDLE_VALUE) {
+        const DWORD error = GetLastError();
+        // A folder without even "." and ".." (the root of a drive) that has no
+        // entries reports that nothing matched.
+        if (error == ERROR_FILE_NOT_FOUND)
+            return true;
+        Raise("is_empty", path, error);
+    }
+    bool empty = true;
+    do {
+        const std::wstring name = found.cFileName;
+        if (name != L"." && name != L"..") {
+            empty = false;
+            break;
+        }
+    } while (FindNextFileW(search, &found));
+    FindClose(search);
+    return empty;
+}
+
+std::string ToFileApiCodePage(const std::wstring& text) {
+    if (text.empty())
+        return {};
+    const UINT codePage = AreFileApisANSI() ? CP_ACP : CP_OEMCP;
+    const int length = WideCharToMultiByte(codePage, 0, text.data(), static_cast<int>(text.size()),
+                                           nullptr, 0, nullptr, nullptr);
+    if (length <= 0)
+        return {};
+    std::string narrow(static_cast<std::size_t>(length), '\0');
+    WideCharToMultiByte(codePage, 0, text.data(), static_cast<int>(text.size()), &narrow[0], length,
+                        nullptr, nullptr);
+    return narrow;
+}
+
 void OpenStream(std::basic_ofstream<wchar_t>& stream, const std::wstring& path,
                 std::ios_base::openmode mode) {
     stream.open(path.c_str(), mode);

@@ -1,0 +1,37 @@
+// Another process that holds a file open or has its working folder in a folder,
+// and symbolic links, for tests on either build. Each build implements these in
+// its own other_process.cpp.
+#pragma once
+
+#include <string>
+
+namespace other_process {
+
+enum class Hold { OpenFile, WorkingFolder };
+struct OtherProcess;
+OtherProcess* StartHolder(Hold how, const std::wstring& path, std::string& why);
+void StopHolder(OtherProcess* process);
+bool MakeLink(const std::wstring& link, const std::wstring& target, bool folder, std::string& why);
+bool RunningUnderWine();
+
+// A process that holds an item for as long as this object lives.
+class Holder {
+public:
+    Holder(Hold how, const std::wstring& path) : process(StartHolder(how, path, failure)) {}
+    ~Holder() { Stop(); }
+    Holder(const Holder&) = delete;
+    Holder& operator=(const Holder&) = delete;
+
+    bool Started() const { return process != nullptr; }
+    const std::string& Failure() const { return failure; }
+    void Stop() {
+        StopHolder(process);
+        process = nullptr;
+    }
+
+private:
+    std::string failure;
+    OtherProcess* process;
+};
+
+} // namespace other_process
