@@ -3,6 +3,7 @@
 #include "app/logger.h"
 #include "app/paths.h"
 #include "app/text.h"
+#include "engine/file_system.h"
 #include "platform/fs.h"
 
 namespace {
@@ -46,28 +47,6 @@ std::wstring Base64(const std::string& bytes) {
         encoded += L'=';
     }
     return encoded;
-}
-
-// The removals of this file do not report a failure as a result: a removal that
-// fails raises, like the existence tests, and reaches the handler of the message
-// loop.
-[[noreturn]] void RaiseRemoval(const char* what, const std::wstring& path,
-                               const platform::SystemError& failure) {
-    throw platform::FileSystemError(std::string(what) + ": " +
-                                    platform::ToFileApiCodePage(failure.text) + " [" +
-                                    platform::ToFileApiCodePage(path) + "]");
-}
-
-void RemoveOne(const std::wstring& path) {
-    const platform::SystemError failure = platform::RemoveItem(path);
-    if (failure.Failed())
-        RaiseRemoval("remove", path, failure);
-}
-
-void RemoveWholeTree(const std::wstring& path) {
-    const platform::SystemError failure = platform::RemoveTree(path);
-    if (failure.Failed())
-        RaiseRemoval("remove_all", path, failure);
 }
 
 // The move with an error result: a failure is logged and reported as false.
@@ -146,7 +125,7 @@ bool FileRestore(std::wstring path, bool overwrite) {
             return false;
         }
         Log(Logger::Trace, L"Restored file already exists and will be overwritten");
-        RemoveOne(path);
+        RemoveItemOrRaise(path);
     }
     return Move(backupPath, path);
 }
@@ -172,7 +151,7 @@ bool FolderBackup(std::wstring path, bool overwrite) {
             return false;
         }
         Log(Logger::Trace, L"Deleting existing backup folder " + backupPath);
-        RemoveWholeTree(backupPath);
+        RemoveTreeOrRaise(backupPath);
     }
     return Move(path, backupPath);
 }
@@ -186,11 +165,11 @@ bool FolderRestore(std::wstring path, bool overwrite) {
     }
     if (platform::IsSymbolicLink(path)) {
         Log(Logger::Trace, L"Removing symbolic link");
-        RemoveOne(path);
+        RemoveItemOrRaise(path);
     }
     if (platform::Exists(path) && overwrite) {
         Log(Logger::Trace, L"Restored folder already exists and will be overwritten");
-        RemoveWholeTree(path);
+        RemoveTreeOrRaise(path);
     }
     if (!platform::Exists(backupPath)) {
         Log(Logger::Trace, L"Backup folder does not exist");
@@ -198,7 +177,7 @@ bool FolderRestore(std::wstring path, bool overwrite) {
         const std::wstring parent = PathParent(backupPath);
         if (platform::Exists(parent) && platform::IsFolderEmpty(parent) && !IsInUse(parent)) {
             Log(Logger::Trace, L"Removing parent folder " + parent);
-            RemoveOne(parent);
+            RemoveItemOrRaise(parent);
         }
         return true;
     }

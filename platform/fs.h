@@ -54,6 +54,11 @@ bool IsFolderEmpty(const std::wstring& path);
 // that the code page lacks come out as the platform's default character.
 std::string ToFileApiCodePage(const std::wstring& text);
 
+// Makes a symbolic link at `link` whose stored target text is `target`, with the
+// flags of CreateSymbolicLinkW (1: the target is a folder; 2: unprivileged mode).
+SystemError MakeSymbolicLink(const std::wstring& link, const std::wstring& target,
+                             std::uint32_t flags);
+
 // Opens a wide stream on a path given in Windows form.
 void OpenStream(std::basic_ofstream<wchar_t>& stream, const std::wstring& path,
                 std::ios_base::openmode mode);

@@ -229,3 +229,16 @@ void OpenStream(std::basic_ofstream<wchar_t>& stream, const std::wstring& path,
 }
 
 } // namespace platform
+
+namespace platform {
+
+SystemError MakeSymbolicLink(const std::wstring& link, const std::wstring& target,
+                             std::uint32_t /*flags*/) {
+    // A real link to the mapped target; a relative target stays relative to the
+    // link's folder, as on Windows. Folder and file links are one kind here.
+    if (symlink(posix::HostPath(target).c_str(), posix::HostPath(link).c_str()) != 0)
+        return FromErrno(errno);
+    return {};
+}
+
+} // namespace platform

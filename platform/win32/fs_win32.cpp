@@ -222,3 +222,14 @@ void OpenStream(std::basic_ofstream<wchar_t>& stream, const std::wstring& path,
 }
 
 } // namespace platform
+
+namespace platform {
+
+SystemError MakeSymbolicLink(const std::wstring& link, const std::wstring& target,
+                             std::uint32_t flags) {
+    if (!CreateSymbolicLinkW(link.c_str(), target.c_str(), flags))
+        return win32::Failure(GetLastError());
+    return {};
+}
+
+} // namespace platform

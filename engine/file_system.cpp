@@ -1,0 +1,32 @@
+#include "engine/file_system.h"
+
+#include "platform/fs.h"
+
+namespace {
+
+[[noreturn]] void Raise(const char* what, const std::wstring& path,
+                        const platform::SystemError& failure) {
+    throw platform::FileSystemError(std::string(what) + ": " +
+                                    platform::ToFileApiCodePage(failure.text) + " [" +
+                                    platform::ToFileApiCodePage(path) + "]");
+}
+
+} // namespace
+
+void RemoveItemOrRaise(const std::wstring& path) {
+    const platform::SystemError failure = platform::RemoveItem(path);
+    if (failure.Failed())
+        Raise("remove", path, failure);
+}
+
+void RemoveTreeOrRaise(const std::wstring& path) {
+    const platform::SystemError failure = platform::RemoveTree(path);
+    if (failure.Failed())
+        Raise("remove_all", path, failure);
+}
+
+void CreateFoldersOrRaise(const std::wstring& path) {
+    const platform::SystemError failure = platform::CreateFolders(path);
+    if (failure.Failed())
+        Raise("create_directories", path, failure);
+}
