@@ -1,6 +1,7 @@
 #include "app/registry_key.h"
 
 #include "app/text.h"
+#include "engine/registry_backup.h"
 
 #include <cstring>
 
@@ -26,6 +27,21 @@ bool RegistryKey::Exists(RegistryHive keyHive, const std::wstring& keyPath, bool
         return false;
     reg::CloseKey(key);
     return true;
+}
+
+bool RegistryKey::MoveTo(RegistryHive newHive, const std::wstring& newPath, bool newWow32,
+                         bool overwrite) {
+    // The move deletes the source tree: our own handle on it must be closed first.
+    reg::CloseKey(handle);
+    handle = nullptr;
+    const bool moved = Rename(hive, path, wow32, newHive, newPath, newWow32, overwrite);
+    if (moved) {
+        hive = newHive;
+        path = newPath;
+        wow32 = newWow32;
+    }
+    handle = Open(hive, path, wow32, true);
+    return moved;
 }
 
 std::uint32_t RegistryKey::ReadDword(const std::wstring& name, std::uint32_t defaultValue) const {

@@ -44,6 +44,11 @@ public:
 
     platform::registry::KeyHandle Handle() const { return handle; }
 
+    // Moves the key with everything below it to a new place and follows it there.
+    // After a failure the object is open again on its old key, which then exists
+    // even if the move took it away.
+    bool MoveTo(RegistryHive newHive, const std::wstring& newPath, bool newWow32, bool overwrite);
+
 private:
     static platform::registry::KeyHandle Open(RegistryHive hive, const std::wstring& path,
                                               bool wow32, bool create);

@@ -67,4 +67,9 @@ Status CopyTree(KeyHandle source, const std::wstring& subKey, KeyHandle destinat
 // empty subKey, the values and subkeys of `key` itself.
 Status DeleteTree(KeyHandle key, const std::wstring& subKey);
 
+// RegDeleteTreeW on the predefined root key itself: no view bit is given, so it
+// acts in the process's own view, which for this 64-bit program is the 64-bit
+// view also where the caller means the 32-bit one.
+Status DeleteTreeBelowHive(Hive hive, const std::wstring& subKey);
+
 } // namespace platform::registry

@@ -465,6 +465,15 @@ Status DeleteTree(KeyHandle key, const std::wstring& subKey) {
     return kSuccess;
 }
 
+Status DeleteTreeBelowHive(Hive hive, const std::wstring& subKey) {
+    if (Db() == nullptr)
+        return kInvalidHandle;
+    // The path is taken as it stands, without the Wow6432Node step of a 32-bit
+    // open: the store's own view of the hive is the 64-bit one.
+    Key root{hive == Hive::LocalMachine ? 1 : 2};
+    return DeleteTree(&root, subKey);
+}
+
 } // namespace platform::registry
 
 namespace platform::posix {

