@@ -1,6 +1,5 @@
-// The embedded resources on each build: what ExtractResource writes, the version
-// block and what PatchToFSX does to real executables, and the dialog templates,
-// images and icon that the program's file carries.
+// The embedded resources on each build: what ExtractResource writes, what PatchToFSX
+// does to real executables, and the resources that the program's file carries.
 #include "app/logger.h"
 #include "app/machine_queries.h"
 #include "engine/resources.h"
@@ -9,13 +8,12 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cctype>
-#include <cstring>
-#include <fstream>
+#include <memory>
 #include <optional>
 #include <sstream>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #ifdef _WIN32
@@ -30,12 +28,9 @@ namespace {
 
 constexpr std::uint16_t kEnglish = 1033;
 
-std::string ReadHostFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    EXPECT_TRUE(in.good()) << "cannot read " << path;
-    std::ostringstream bytes;
-    bytes << in.rdbuf();
-    return bytes.str();
+// A path that the build names, in the form that the test program opens.
+std::wstring Built(const std::string& path) {
+    return std::wstring(path.begin(), path.end());
 }
 
 // The bytes of a resource of the program's own image, or nothing.
@@ -49,14 +44,14 @@ std::optional<std::string> OwnResource(std::uint32_t id, ResourceType type) {
 
 // The bytes of a resource of another executable file, or nothing.
 std::optional<std::string> FileResource(const std::wstring& path, ResourceType type,
-                                        std::uint32_t id, std::uint16_t language) {
+                                        std::uint32_t id) {
 #ifdef _WIN32
     HMODULE module = LoadLibraryExW(path.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE);
     if (module == nullptr)
         return std::nullopt;
     std::optional<std::string> bytes;
     HRSRC found = FindResourceExW(module, MAKEINTRESOURCEW(static_cast<WORD>(type)),
-                                  MAKEINTRESOURCEW(id), language);
+                                  MAKEINTRESOURCEW(id), kEnglish);
     if (found != nullptr)
         bytes = std::string(static_cast<const char*>(LockResource(LoadResource(module, found))),
                             SizeofResource(module, found));
@@ -71,96 +66,13 @@ std::optional<std::string> FileResource(const std::wstring& path, ResourceType t
         for (LIEF::PE::ResourceNode& idNode : typeNode.childs())
             for (LIEF::PE::ResourceNode& languageNode : idNode.childs())
                 if (typeNode.id() == static_cast<std::uint32_t>(type) && idNode.id() == id &&
-                    languageNode.id() == language) {
+                    languageNode.id() == kEnglish) {
                     const auto& data =
                         dynamic_cast<LIEF::PE::ResourceData&>(languageNode).content();
                     return std::string(data.begin(), data.end());
                 }
     return std::nullopt;
 #endif
-}
-
-// Reads the little-endian fields of a resource.
-struct Reader {
-    const std::string& bytes;
-    std::size_t at = 0;
-
-    std::uint32_t Number(std::size_t width) {
-        std::uint32_t value = 0;
-        for (std::size_t i = 0; i < width; ++i)
-            value |= static_cast<std::uint32_t>(static_cast<unsigned char>(bytes.at(at + i)))
-                     << (8 * i);
-        at += width;
-        return value;
-    }
-    std::int32_t Short() { return static_cast<std::int16_t>(Number(2)); }
-    std::string Text() {
-        std::string text;
-        for (std::uint32_t c = Number(2); c != 0; c = Number(2))
-            text += static_cast<char>(c);
-        return text;
-    }
-    // A class or title: none, an ordinal (the predefined classes by name), or a text.
-    std::string TextOrOrdinal() {
-        if (bytes.at(at) == '\xff' && bytes.at(at + 1) == '\xff') {
-            at += 2;
-            const std::uint32_t ordinal = Number(2);
-            return ordinal == 0x80   ? "Button"
-                   : ordinal == 0x81 ? "Edit"
-                   : ordinal == 0x82 ? "Static"
-                                     : "#" + std::to_string(ordinal);
-        }
-        return Text();
-    }
-    // A class given by name: Windows looks it up without regard to case.
-    std::string ClassName() {
-        const bool named = bytes.at(at) != '\xff';
-        std::string name = TextOrOrdinal();
-        for (char& c : name)
-            if (named)
-                c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-        return name;
-    }
-    void Align() { at = (at + 3) & ~std::size_t{3}; }
-};
-
-// A DIALOGEX template as lines: the dialog, then one line a control. The
-// predefined classes are atoms and show by their names; other classes show in
-// capitals.
-std::vector<std::string> DescribeDialog(const std::string& bytes) {
-    Reader in{bytes};
-    std::vector<std::string> lines;
-    std::ostringstream head;
-    EXPECT_EQ(in.Number(2), 1u);
-    EXPECT_EQ(in.Number(2), 0xFFFFu);
-    in.Number(4);
-    const std::uint32_t exStyle = in.Number(4);
-    const std::uint32_t style = in.Number(4);
-    const std::uint32_t count = in.Number(2);
-    head << std::hex << style << " " << exStyle << std::dec;
-    for (int i = 0; i < 4; ++i)
-        head << " " << in.Short();
-    head << " menu=" << in.TextOrOrdinal() << " class=" << in.TextOrOrdinal() << " \"" << in.Text()
-         << "\"";
-    const std::uint32_t points = in.Number(2);
-    in.Number(4);
-    head << " " << in.Text() << " " << points;
-    lines.push_back(head.str());
-    for (std::uint32_t i = 0; i < count; ++i) {
-        in.Align();
-        std::ostringstream item;
-        in.Number(4);
-        in.Number(4);
-        const std::uint32_t itemStyle = in.Number(4);
-        const std::int32_t x = in.Short(), y = in.Short(), cx = in.Short(), cy = in.Short();
-        item << static_cast<std::int32_t>(in.Number(4));
-        item << " " << in.ClassName() << " " << std::hex << itemStyle << std::dec;
-        item << " " << x << " " << y << " " << cx << " " << cy << " \"" << in.TextOrOrdinal()
-             << "\"";
-        in.at += in.Number(2);
-        lines.push_back(item.str());
-    }
-    return lines;
 }
 
 class ResourcesTest : public SandboxTest {
@@ -177,31 +89,23 @@ protected:
         SandboxTest::TearDown();
     }
 
-    // The log as "LEVEL text" lines, ASCII only.
+    // The log's lines after their time field, as "TRACE    text".
     std::vector<std::string> Logged() {
-        const std::string bytes = ReadFile(logPath);
         std::vector<std::string> lines;
-        for (std::size_t start = 0, end; start < bytes.size(); start = end + 2) {
-            end = std::min(bytes.find("\r\n", start), bytes.size());
-            std::string line;
-            for (std::size_t i = start; i < end; ++i)
-                if (bytes[i] != '\0')
-                    line += bytes[i];
-            if (line.size() < 30)
-                continue;
-            std::string level = line.substr(21, 5);
-            lines.push_back(level.erase(0, level.find_first_not_of(' ')) + " " + line.substr(30));
-        }
+        std::istringstream in(ReadFile(logPath));
+        for (std::string line; std::getline(in, line);)
+            if (line.size() > 22)
+                lines.push_back(line.substr(21, line.size() - 22));
         return lines;
     }
-    static std::string Narrow(const std::wstring& text) {
-        return std::string(text.begin(), text.end());
+    static std::string Trace(const std::wstring& text) {
+        return "TRACE    " + std::string(text.begin(), text.end());
     }
 
-    // A copy of one of the built patch targets in the sandbox.
+    // A copy in the sandbox of one of the built patch targets.
     std::wstring CopyOfImage(const std::string& name) {
         const std::wstring copy = InFolder(std::wstring(name.begin(), name.end()) + L".exe");
-        WriteFile(copy, ReadHostFile(std::string(FERRYMARK_RESOURCE_IMAGES) + "/" + name + ".exe"));
+        WriteFile(copy, ReadFile(Built(FERRYMARK_RESOURCE_IMAGES "/" + name + ".exe")));
         return copy;
     }
 
@@ -209,173 +113,99 @@ protected:
 };
 
 TEST_F(ResourcesTest, ExtractResourceWritesTheTemplatesAndTheStubByteForByte) {
-    const struct {
-        std::uint32_t id;
-        std::string expected;
-    } cases[] = {
-        {IDR_SIMBASE_V1_DLL, std::string(FERRYMARK_RESOURCE_EXPECTED) + "/expected-v1-dll.xml"},
-        {IDR_SIMBASE_V1_EXE, std::string(FERRYMARK_RESOURCE_EXPECTED) + "/expected-v1-exe.xml"},
-        {IDR_SIMBASE_V3_DLL, std::string(FERRYMARK_RESOURCE_EXPECTED) + "/expected-v3-dll.xml"},
-        {IDR_SIMBASE_V3_EXE, std::string(FERRYMARK_RESOURCE_EXPECTED) + "/expected-v3-exe.xml"},
+    const std::string fixtures = FERRYMARK_RESOURCE_EXPECTED;
+    const std::pair<std::uint32_t, std::string> cases[] = {
+        {IDR_SIMBASE_V1_DLL, fixtures + "/expected-v1-dll.xml"},
+        {IDR_SIMBASE_V1_EXE, fixtures + "/expected-v1-exe.xml"},
+        {IDR_SIMBASE_V3_DLL, fixtures + "/expected-v3-dll.xml"},
+        {IDR_SIMBASE_V3_EXE, fixtures + "/expected-v3-exe.xml"},
         {IDR_LAUNCHER_STUB, FERRYMARK_STUB_FILE},
     };
-    for (const auto& item : cases) {
-        SCOPED_TRACE(item.id);
-        const std::wstring target = InFolder(L"out-" + std::to_wstring(item.id));
+    for (const auto& [id, expectedFile] : cases) {
+        SCOPED_TRACE(expectedFile);
+        const std::wstring target = InFolder(L"out-" + std::to_wstring(id));
         // What stood in the file before is gone entirely, however long it was.
         WriteFile(target, std::string(300000, 'x'));
-        EXPECT_TRUE(ExtractResource(item.id, target, ResourceType::RcData));
-        const std::string expected = ReadHostFile(item.expected);
+        EXPECT_TRUE(ExtractResource(id, target, ResourceType::RcData));
+        const std::string expected = ReadFile(Built(expectedFile));
         EXPECT_FALSE(expected.empty());
-        EXPECT_TRUE(ReadFile(target) == expected) << "differs from " << item.expected;
-        EXPECT_EQ(Logged().back(), "TRACE ExtractResource " + Narrow(target));
+        EXPECT_TRUE(ReadFile(target) == expected) << "the written file differs";
+        EXPECT_EQ(Logged().back(), Trace(L"ExtractResource " + target));
     }
 }
 
-TEST_F(ResourcesTest, ExtractResourceFailuresLeaveTheTargetAndSayWhyAtTrace) {
-    const std::wstring missingFolder = InFolder(L"missing\\dll.xml");
-    EXPECT_FALSE(ExtractResource(IDR_SIMBASE_V3_DLL, missingFolder, ResourceType::RcData));
-    EXPECT_EQ(ReadFile(missingFolder), "");
-    EXPECT_EQ(ReadFile(InFolder(L"missing")), "");
-
-    const std::wstring existing = InFolder(L"keep.txt");
-    WriteFile(existing, "kept");
-    EXPECT_FALSE(ExtractResource(IDR_SIMBASE_V3_DLL, existing, ResourceType::Bitmap));
-    EXPECT_EQ(ReadFile(existing), "kept");
-
-    EXPECT_EQ(Logged(), (std::vector<std::string>{
-                            "TRACE ExtractResource " + Narrow(missingFolder),
-                            "TRACE Could not open file for writing",
-                            "TRACE ExtractResource " + Narrow(existing),
-                            "TRACE Could not locate resource",
-                        }));
+TEST_F(ResourcesTest, TheProgramCarriesItsDialogsImagesAndIcons) {
+    for (const std::uint32_t id : {IDD_ABOUT, IDD_SIMULATOR, IDD_ACTIVATION})
+        EXPECT_TRUE(OwnResource(id, ResourceType::Dialog).has_value()) << id;
+    for (std::uint32_t id = IDB_SIMULATOR_A; id <= IDB_PREPAR3D_V5; ++id)
+        EXPECT_TRUE(OwnResource(id, ResourceType::Bitmap).has_value()) << id;
+    for (std::uint32_t id = 1; id <= 6; ++id)
+        EXPECT_TRUE(OwnResource(id, ResourceType::Icon).has_value()) << id;
+    EXPECT_TRUE(OwnResource(IDI_FERRYMARK, ResourceType::GroupIcon).has_value());
 }
 
-TEST_F(ResourcesTest, TheFsxVersionBlockIsTheStubsOwn) {
+TEST_F(ResourcesTest, PatchToFsxSetsTheFsxVersionAndKeepsEveryOtherResource) {
+    // The block that the patch writes is the stub's own.
     const std::optional<std::string> block = OwnResource(IDV_FSX_VERSION, ResourceType::Version);
     ASSERT_TRUE(block.has_value());
     EXPECT_EQ(block->size(), 996u);
-    // The fixed file information follows the key "VS_VERSION_INFO" at offset 40.
-    Reader fixed{*block, 40};
-    EXPECT_EQ(fixed.Number(4), 0xFEEF04BDu);
-    fixed.Number(4);
-    const std::vector<std::uint32_t> values = {fixed.Number(4), fixed.Number(4), fixed.Number(4),
-                                               fixed.Number(4), fixed.Number(4), fixed.Number(4),
-                                               fixed.Number(4), fixed.Number(4), fixed.Number(4)};
-    EXPECT_EQ(values, (std::vector<std::uint32_t>{0x000A0000, 0xF0C50000, 0x000A0000, 0xF0C50000, 0,
-                                                  0, 4, 1, 0}));
-
-    const std::wstring stub = InFolder(L"stub.exe");
-    WriteFile(stub, ReadHostFile(FERRYMARK_STUB_FILE));
-    EXPECT_EQ(FileResource(stub, ResourceType::Version, 1, kEnglish), block);
-}
-
-TEST_F(ResourcesTest, PatchToFsxReplacesTheVersionAndKeepsEveryOtherResource) {
-    const std::optional<std::string> block = OwnResource(IDV_FSX_VERSION, ResourceType::Version);
-    ASSERT_TRUE(block.has_value());
-    for (const std::string name : {"versioned", "unversioned"}) {
+    WriteFile(InFolder(L"stub.exe"), ReadFile(Built(FERRYMARK_STUB_FILE)));
+    EXPECT_EQ(FileResource(InFolder(L"stub.exe"), ResourceType::Version, 1), block);
+    // The version before, and whether the file has the icon and the data to keep.
+    std::vector<std::tuple<std::string, std::wstring, bool>> cases = {
+        {"versioned", L"1.2.3.4", true}, {"unversioned", L"", true}};
+#ifdef _WIN32
+    // Windows gives an image without resources a resource section of its own.
+    cases.emplace_back("bare", L"", false);
+#endif
+    const std::pair<ResourceType, std::uint32_t> kept[] = {{ResourceType::GroupIcon, 1},
+                                                           {ResourceType::Icon, 1},
+                                                           {ResourceType::Icon, 6},
+                                                           {ResourceType::RcData, 7},
+                                                           {ResourceType::Version, 2}};
+    for (const auto& [name, version, resources] : cases) {
         SCOPED_TRACE(name);
         const std::wstring target = CopyOfImage(name);
-        const struct {
-            ResourceType type;
-            std::uint32_t id;
-            std::uint16_t language;
-        } kept[] = {{ResourceType::GroupIcon, 1, kEnglish},
-                    {ResourceType::Icon, 1, kEnglish},
-                    {ResourceType::Icon, 6, kEnglish},
-                    {ResourceType::RcData, 7, kEnglish},
-                    {ResourceType::Version, 2, kEnglish}};
         std::vector<std::optional<std::string>> before;
-        for (const auto& item : kept)
-            before.push_back(FileResource(target, item.type, item.id, item.language));
-        ASSERT_TRUE(before[0] && before[3]);
+        for (const auto& [type, id] : kept)
+            before.push_back(FileResource(target, type, id));
+        EXPECT_EQ(before[0].has_value() && before[3].has_value(), resources);
         EXPECT_EQ(before[4].has_value(), name == "versioned");
-        EXPECT_EQ(GetFileVersionText(target), name == "versioned" ? L"1.2.3.4" : L"");
+        EXPECT_EQ(GetFileVersionText(target), version);
 
         EXPECT_TRUE(PatchToFSX(target));
         EXPECT_EQ(GetFileVersionText(target), L"10.0.61637.0");
-        EXPECT_EQ(FileResource(target, ResourceType::Version, 1, kEnglish), block);
+        EXPECT_EQ(FileResource(target, ResourceType::Version, 1), block);
         for (std::size_t i = 0; i < before.size(); ++i)
-            EXPECT_EQ(FileResource(target, kept[i].type, kept[i].id, kept[i].language), before[i])
-                << i;
-        EXPECT_EQ(Logged().back(), "TRACE PatchToFSX " + Narrow(target));
+            EXPECT_EQ(FileResource(target, kept[i].first, kept[i].second), before[i]) << i;
+        EXPECT_EQ(Logged().back(), Trace(L"PatchToFSX " + target));
     }
 }
 
-TEST_F(ResourcesTest, PatchToFsxOnAFileThatIsNoProgramFailsAndLeavesIt) {
-    const std::wstring text = InFolder(L"notes.exe");
-    WriteFile(text, "not a program");
-    EXPECT_FALSE(PatchToFSX(text));
-    EXPECT_EQ(ReadFile(text), "not a program");
-    EXPECT_EQ(Logged(), (std::vector<std::string>{"TRACE PatchToFSX " + Narrow(text),
-                                                  "TRACE Could not open file for writing"}));
-}
-
-TEST_F(ResourcesTest, PatchToFsxOnAProgramWithoutResources) {
-    const std::wstring target = CopyOfImage("bare");
-#ifdef _WIN32
-    // Windows gives the image a resource section of its own.
-    EXPECT_TRUE(PatchToFSX(target));
-    EXPECT_EQ(GetFileVersionText(target), L"10.0.61637.0");
-#else
-    const std::string original = ReadFile(target);
-    // LIEF rebuilds a resource tree that an image has, and makes none: refused at
-    // the start of the update, the file as it was.
-    EXPECT_FALSE(PatchToFSX(target));
-    EXPECT_EQ(ReadFile(target), original);
-    EXPECT_EQ(Logged().back(), "TRACE Could not open file for writing");
+TEST_F(ResourcesTest, FailuresLeaveTheTargetAndSayWhyAtTrace) {
+    WriteFile(InFolder(L"keep.txt"), "kept");
+    WriteFile(InFolder(L"notes.exe"), "not a program");
+    const std::wstring cannotWrite = L"Could not open file for writing";
+    // Whether to patch or else extract a resource of that type, the target, and why not.
+    std::vector<std::tuple<bool, ResourceType, std::wstring, std::wstring>> cases = {
+        {false, ResourceType::RcData, InFolder(L"missing\\dll.xml"), cannotWrite},
+        {false, ResourceType::Bitmap, InFolder(L"keep.txt"), L"Could not locate resource"},
+        {true, {}, InFolder(L"notes.exe"), cannotWrite}};
+#ifndef _WIN32
+    // LIEF rebuilds a resource tree and makes none: refused at the start of the update.
+    cases.emplace_back(true, ResourceType{}, CopyOfImage("bare"), cannotWrite);
 #endif
-}
-
-TEST_F(ResourcesTest, DialogTemplatesAreLaidOutAsDesigned) {
-    const std::optional<std::string> about = OwnResource(IDD_ABOUT, ResourceType::Dialog);
-    const std::optional<std::string> simulator = OwnResource(IDD_SIMULATOR, ResourceType::Dialog);
-    const std::optional<std::string> activation = OwnResource(IDD_ACTIVATION, ResourceType::Dialog);
-    ASSERT_TRUE(about && simulator && activation);
-    EXPECT_EQ(DescribeDialog(*about), (std::vector<std::string>{
-                                          "ca08c0 0 0 0 205 80 menu= class= \"About\" Segoe UI 9",
-                                          "-1 SYSTABCONTROL32 50000000 -2 -2 209 59 \"\"",
-                                          "701 Static 50000003 8 7 18 18 \"\"",
-                                          "702 Static 50020000 40 7 155 10 \"\"",
-                                          "703 Static 50020000 40 18 155 10 \"\"",
-                                          "704 SYSLINK 50000000 40 35 155 10 \"\"",
-                                          "1 Button 50010001 155 61 40 14 \"Close\"",
-                                      }));
-    EXPECT_EQ(DescribeDialog(*simulator),
-              (std::vector<std::string>{
-                  "ca08c0 0 0 0 245 75 menu= class= \"Configure simulator\" Segoe UI 9",
-                  "-1 SYSTABCONTROL32 50000000 -2 -2 279 55 \"\"",
-                  "801 Static 50020000 10 13 225 10 \"\"",
-                  "802 Edit 50810000 10 25 170 10 \"\"",
-                  "803 Button 50010000 185 24 50 12 \"Browse...\"",
-                  "804 Button 50010000 130 58 50 12 \"Remove\"",
-                  "805 Button 50010001 185 58 50 12 \"Apply\"",
-              }));
-    const std::vector<std::string> licence = DescribeDialog(*activation);
-    EXPECT_NE(std::find_if(licence.begin(), licence.end(),
-                           [](const std::string& line) { return line.rfind("902 Edit ", 0) == 0; }),
-              licence.end());
-}
-
-TEST_F(ResourcesTest, ImagesAndIconAreThere) {
-    for (std::uint32_t id = IDB_SIMULATOR_A; id <= IDB_PREPAR3D_V5; ++id) {
-        const std::optional<std::string> bitmap = OwnResource(id, ResourceType::Bitmap);
-        ASSERT_TRUE(bitmap.has_value()) << id;
-        Reader header{*bitmap, 4};
-        EXPECT_EQ(header.Number(4), 32u) << id;
-        EXPECT_EQ(header.Number(4), 32u) << id;
-        header.Number(2);
-        EXPECT_EQ(header.Number(2), 24u) << id;
-    }
-    // The group names its images 1 to 6, each of which is there.
-    const std::optional<std::string> group = OwnResource(IDI_FERRYMARK, ResourceType::GroupIcon);
-    ASSERT_TRUE(group.has_value());
-    Reader entries{*group, 4};
-    ASSERT_EQ(entries.Number(2), 6u);
-    for (std::uint32_t i = 1; i <= 6; ++i) {
-        entries.at = 6 + 14 * (i - 1) + 12;
-        EXPECT_EQ(entries.Number(2), i);
-        EXPECT_TRUE(OwnResource(i, ResourceType::Icon).has_value()) << i;
+    for (const auto& [patch, type, path, reason] : cases) {
+        SCOPED_TRACE(Trace(path));
+        const std::string before = ReadFile(path);
+        EXPECT_FALSE(patch ? PatchToFSX(path) : ExtractResource(IDR_SIMBASE_V3_DLL, path, type));
+        EXPECT_EQ(ReadFile(path), before);
+        const std::vector<std::string> lines = Logged();
+        ASSERT_GE(lines.size(), 2u);
+        EXPECT_EQ(
+            std::vector<std::string>(lines.end() - 2, lines.end()),
+            (std::vector<std::string>{Trace((patch ? L"PatchToFSX " : L"ExtractResource ") + path),
+                                      Trace(reason)}));
     }
 }
 
