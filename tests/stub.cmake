@@ -108,7 +108,8 @@ stub_language_fixture(language-unversioned)
 add_custom_target(stub_fixtures ALL DEPENDS ${stub_fixtures})
 
 add_executable(stub_tests ${CMAKE_CURRENT_SOURCE_DIR}/wine/stub_test.cpp
-               ${CMAKE_CURRENT_SOURCE_DIR}/e2e/driver.cpp)
+               ${CMAKE_CURRENT_SOURCE_DIR}/e2e/driver.cpp
+               ${CMAKE_CURRENT_SOURCE_DIR}/support/file_bytes_win32.cpp)
 target_include_directories(stub_tests PRIVATE ${CMAKE_CURRENT_SOURCE_DIR})
 target_compile_definitions(stub_tests PRIVATE
     FERRYMARK_STUB_FILE_NAME=L"$<TARGET_FILE_NAME:launcher_stub>")

@@ -2,6 +2,8 @@
 // their text, presses their buttons and takes screenshots.
 #pragma once
 
+#include "support/file_bytes.h"
+
 #include <windows.h>
 
 #include <string>
@@ -44,8 +46,6 @@ void PostKey(HWND window, UINT virtualKey);
 // Saves the window's image as a BMP in the screenshot folder, if one is set.
 void Screenshot(HWND window, const std::wstring& name);
 
-std::string ReadAll(const std::wstring& path);
-void WriteAll(const std::wstring& path, const std::string& bytes);
 bool FileExists(const std::wstring& path);
 void RemoveTreeQuietly(const std::wstring& path);
 std::wstring Environment(const wchar_t* name);

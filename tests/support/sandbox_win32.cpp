@@ -1,6 +1,7 @@
 #include "support/sandbox.h"
 
 #include "platform/fs.h"
+#include "support/file_bytes.h"
 
 #include <windows.h>
 
@@ -30,24 +31,12 @@ void RemoveSandboxFolder(const std::wstring& folder) {
 }
 
 std::string SandboxTest::ReadFile(const std::wstring& path) {
-    std::FILE* file = _wfopen(path.c_str(), L"rb");
-    if (file == nullptr)
-        return {};
-    std::string bytes;
-    char buffer[4096];
-    std::size_t got = 0;
-    while ((got = std::fread(buffer, 1, sizeof buffer, file)) > 0)
-        bytes.append(buffer, got);
-    std::fclose(file);
-    return bytes;
+    return ReadAll(path);
 }
 
 void SandboxTest::WriteFile(const std::wstring& path, const std::string& bytes) {
-    std::FILE* file = _wfopen(path.c_str(), L"wb");
-    if (file == nullptr)
+    if (!WriteAll(path, bytes))
         throw std::runtime_error("cannot write a test file");
-    std::fwrite(bytes.data(), 1, bytes.size(), file);
-    std::fclose(file);
 }
 
 void SandboxTest::MakeFolder(const std::wstring& path) {
