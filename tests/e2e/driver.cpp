@@ -19,19 +19,16 @@ ProgramRun::ProgramRun(const std::wstring& program) {
 
 ProgramRun::~ProgramRun() {
     if (process != nullptr) {
-        if (Running())
-            Kill();
+        if (Running()) {
+            TerminateProcess(process, 99);
+            WaitForSingleObject(process, 5000);
+        }
         CloseHandle(process);
     }
 }
 
 bool ProgramRun::Running() const {
     return process != nullptr && WaitForSingleObject(process, 0) == WAIT_TIMEOUT;
-}
-
-void ProgramRun::Kill() {
-    TerminateProcess(process, 99);
-    WaitForSingleObject(process, 5000);
 }
 
 DWORD ProgramRun::WaitForExit(DWORD timeoutMs) const {

@@ -13,22 +13,22 @@ class ProgramRun {
 public:
     // Starts `program` with its own folder as working folder.
     explicit ProgramRun(const std::wstring& program);
+    // Ends the process if it still runs.
     ~ProgramRun();
     ProgramRun(const ProgramRun&) = delete;
     ProgramRun& operator=(const ProgramRun&) = delete;
 
     bool Started() const { return process != nullptr; }
-    DWORD ProcessId() const { return processId; }
 
     // The first visible top-level dialog of the process with this caption, or null
-    // after `timeoutMs`.
+    // after `timeoutMs` or once the process has ended.
     HWND WaitForDialog(const std::wstring& caption, DWORD timeoutMs = 20000) const;
     // Waits for the process to end; returns its exit code, or STILL_ACTIVE on timeout.
     DWORD WaitForExit(DWORD timeoutMs = 20000) const;
-    bool Running() const;
-    void Kill();
 
 private:
+    bool Running() const;
+
     HANDLE process = nullptr;
     DWORD processId = 0;
 };
