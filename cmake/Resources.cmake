@@ -64,7 +64,7 @@ else()
                 > ${stub_build}.log
         COMMAND ${CMAKE_COMMAND} --build ${stub_build} --target launcher_stub >> ${stub_build}.log
         DEPENDS ${stub_inputs} ${PROJECT_SOURCE_DIR}/cmake/Stub.cmake
-                ${PROJECT_SOURCE_DIR}/tools/make-stub-icon.py
+                ${PROJECT_SOURCE_DIR}/tools/make-stub-icon.py ${PROJECT_SOURCE_DIR}/tools/icon_file.py
                 ${FERRYMARK_RESOURCE_DIR}/fsx_version.rc ${FERRYMARK_RESOURCE_DIR}/stub.manifest
         COMMENT "Building the launcher stub with mingw-w64 (log: ${stub_build}.log)")
 endif()

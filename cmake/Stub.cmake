@@ -14,7 +14,7 @@ add_custom_command(
     OUTPUT ${stub_icon}
     COMMAND ${CMAKE_COMMAND} -E make_directory ${FERRYMARK_STUB_GENERATED}
     COMMAND ${Python3_EXECUTABLE} ${CMAKE_SOURCE_DIR}/tools/make-stub-icon.py ${stub_icon}
-    DEPENDS ${CMAKE_SOURCE_DIR}/tools/make-stub-icon.py
+    DEPENDS ${CMAKE_SOURCE_DIR}/tools/make-stub-icon.py ${CMAKE_SOURCE_DIR}/tools/icon_file.py
     COMMENT "Drawing the launcher stub's icon")
 
 add_executable(launcher_stub WIN32

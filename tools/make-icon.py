@@ -7,8 +7,8 @@ that carries across it, from one side to the other. Six images, 32 bits a pixel:
 again after a change and commit the file it writes.
 """
 import os
-import struct
-import zlib
+
+import icon_file
 
 SIZES = [256, 64, 48, 32, 24, 16]
 
@@ -76,46 +76,11 @@ def render(size):
     return pixels
 
 
-def png(pixels):
-    size = len(pixels)
-    raw = b"".join(b"\0" + bytes(c for p in row for c in p) for row in pixels)
-
-    def chunk(kind, data):
-        return (struct.pack(">I", len(data)) + kind + data +
-                struct.pack(">I", zlib.crc32(kind + data) & 0xFFFFFFFF))
-
-    header = struct.pack(">IIBBBBB", size, size, 8, 6, 0, 0, 0)
-    return (b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", header) +
-            chunk(b"IDAT", zlib.compress(raw, 9)) + chunk(b"IEND", b""))
-
-
-def dib(pixels):
-    size = len(pixels)
-    xor = b"".join(bytes((p[2], p[1], p[0], p[3])) for row in reversed(pixels) for p in row)
-    mask_stride = ((size + 31) // 32) * 4
-    mask = bytearray()
-    for row in reversed(pixels):
-        bits = bytearray(mask_stride)
-        for x, p in enumerate(row):
-            if p[3] == 0:
-                bits[x // 8] |= 0x80 >> (x % 8)
-        mask += bits
-    info = struct.pack("<IiiHHIIiiII", 40, size, size * 2, 1, 32, 0, len(xor) + len(mask), 0, 0, 0, 0)
-    return info + xor + bytes(mask)
-
-
 def main():
-    images = [png(render(s)) if s == 256 else dib(render(s)) for s in SIZES]
-    directory = struct.pack("<HHH", 0, 1, len(images))
-    offset = 6 + 16 * len(images)
-    entries = b""
-    for size, image in zip(SIZES, images):
-        entries += struct.pack("<BBBBHHII", size % 256, size % 256, 0, 0, 1, 32, len(image), offset)
-        offset += len(image)
     folder = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "resources", "icons")
     os.makedirs(folder, exist_ok=True)
     with open(os.path.join(folder, "ferrymark.ico"), "wb") as f:
-        f.write(directory + entries + b"".join(images))
+        f.write(icon_file.icon([render(size) for size in SIZES]))
 
 
 if __name__ == "__main__":

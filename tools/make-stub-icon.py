@@ -9,9 +9,9 @@ Usage: make-stub-icon.py OUTPUT.ico
 """
 
 import math
-import struct
 import sys
-import zlib
+
+import icon_file
 
 SIZES = (256, 64, 48, 40, 32, 24, 20, 16)
 FILL = (204, 0, 16)
@@ -55,49 +55,11 @@ def draw(size):
     return rows
 
 
-def png(size, rows):
-    def chunk(kind, data):
-        body = kind + data
-        return struct.pack(">I", len(data)) + body + struct.pack(">I", zlib.crc32(body))
-
-    raw = b"".join(b"\x00" + bytes(c for pixel in row for c in pixel) for row in rows)
-    header = struct.pack(">IIBBBBB", size, size, 8, 6, 0, 0, 0)
-    return (b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", header) +
-            chunk(b"IDAT", zlib.compress(raw, 9)) + chunk(b"IEND", b""))
-
-
-def dib(size, rows):
-    """A 32-bit icon image: header, BGRA rows bottom-up, then the AND mask."""
-    pixels = b"".join(bytes((b, g, r, a)) for row in reversed(rows) for (r, g, b, a) in row)
-    stride = ((size + 31) // 32) * 4
-    mask = bytearray()
-    for row in reversed(rows):
-        bits = bytearray(stride)
-        for x, pixel in enumerate(row):
-            if pixel[3] == 0:
-                bits[x // 8] |= 0x80 >> (x % 8)
-        mask += bits
-    header = struct.pack("<IiiHHIIiiII", 40, size, size * 2, 1, 32, 0,
-                         len(pixels) + len(mask), 0, 0, 0, 0)
-    return header + pixels + bytes(mask)
-
-
 def main():
     if len(sys.argv) != 2:
         sys.exit(__doc__)
-    images = []
-    for size in SIZES:
-        rows = draw(size)
-        images.append(png(size, rows) if size == 256 else dib(size, rows))
-    directory = struct.pack("<HHH", 0, 1, len(images))
-    offset = len(directory) + 16 * len(images)
-    entries = b""
-    for size, image in zip(SIZES, images):
-        side = 0 if size == 256 else size
-        entries += struct.pack("<BBBBHHII", side, side, 0, 0, 1, 32, len(image), offset)
-        offset += len(image)
     with open(sys.argv[1], "wb") as output:
-        output.write(directory + entries + b"".join(images))
+        output.write(icon_file.icon([draw(size) for size in SIZES]))
 
 
 if __name__ == "__main__":
