@@ -8,7 +8,7 @@ packages=(
   build-essential cmake ninja-build pkg-config dpkg-dev
   g++-mingw-w64-x86-64-posix mingw-w64-tools binutils-mingw-w64-x86-64
   wine wine64 xvfb xauth imagemagick
-  sqlite3 libsqlite3-dev libgtest-dev googletest liblief-dev
+  sqlite3 libsqlite3-dev libgtest-dev googletest liblief-dev python3
 )
 
 missing=()
@@ -19,17 +19,59 @@ for p in "${packages[@]}"; do
 done
 
 # pugixml is built in its wide configuration from Debian's source package, which needs
-# a deb-src entry for the same archive as the binary packages.
-src_list=/etc/apt/sources.list.d/ferrymark-deb-src.sources
+# a deb-src entry. It is derived from the machine's own apt configuration: the entry
+# that serves the pugixml binary package here is copied with its type changed to
+# deb-src, keeping its mirror, suites, components and signing key, so the setup works
+# with whatever archive the machine is configured for.
+src_sources=/etc/apt/sources.list.d/ferrymark-deb-src.sources
+src_list=/etc/apt/sources.list.d/ferrymark-deb-src.list
+
+# "file:line" of each configured entry whose index lists libpugixml-dev.
+pugixml_entries() {
+  apt-cache policy libpugixml-dev 2>/dev/null |
+    awk '$NF == "Packages" && $2 ~ /:\/\// { print $2 " " $3 " " }' | sort -u |
+    while read -r site release_component; do
+      apt-get indextargets 'Identifier: Packages' |
+        awk -v want="Description: $site $release_component " '
+          index($0, want) == 1 { hit = 1 }
+          /^Sourcesentry: / && hit { print $2; hit = 0 }
+          /^$/ { hit = 0 }'
+    done | sort -u
+}
+
+# The deb-src twin of one entry: a deb822 stanza or a one-line entry.
+source_twin() {
+  local file=${1%:*} line=${1##*:}
+  case $file in
+    *.sources)
+      awk -v at="$line" '
+        function emit(   i) { for (i = 1; i <= n; i++) print block[i]; print "" }
+        /^[ \t]*$/ { if (found) { emit(); done = 1; exit } n = 0; next }
+        { if ($0 ~ /^Types:/) $0 = "Types: deb-src"; block[++n] = $0 }
+        NR == at { found = 1 }
+        END { if (found && !done) emit() }' "$file" >>"$src_sources.new" ;;
+    *)
+      sed -n "${line}p" "$file" | sed -E 's/^[[:space:]]*deb([[:space:]])/deb-src\1/' >>"$src_list.new" ;;
+  esac
+}
+
 need_update=0
-if [ ! -f "$src_list" ]; then
-  cat >"$src_list" <<'SRC'
-Types: deb-src
-URIs: http://deb.debian.org/debian
-Suites: bookworm bookworm-updates
-Components: main
-Signed-By: /usr/share/keyrings/debian-archive-keyring.gpg
-SRC
+if [ ! -f "$src_sources" ] && [ ! -f "$src_list" ]; then
+  entries=$(pugixml_entries)
+  if [ -z "$entries" ]; then
+    # A machine that has never run apt-get update has no package index to ask.
+    apt-get update -q
+    entries=$(pugixml_entries)
+  fi
+  if [ -z "$entries" ]; then
+    echo "setup: no configured apt source offers libpugixml-dev, so its source package cannot be found" >&2
+    exit 1
+  fi
+  rm -f "$src_sources.new" "$src_list.new"
+  for entry in $entries; do source_twin "$entry"; done
+  [ -f "$src_sources.new" ] && mv "$src_sources.new" "$src_sources"
+  [ -f "$src_list.new" ] && sort -u "$src_list.new" >"$src_list" && rm -f "$src_list.new"
+  echo "setup: deb-src entries derived from $(echo $entries)"
   need_update=1
 fi
 

@@ -229,6 +229,12 @@ SystemError MakeSymbolicLink(const std::wstring& link, const std::wstring& targe
                              std::uint32_t flags) {
     if (!CreateSymbolicLinkW(link.c_str(), target.c_str(), flags))
         return win32::Failure(GetLastError());
+    // Some systems (Wine 8 among them) answer success and make nothing. A caller
+    // that believed them would move a folder away and leave nothing in its place,
+    // so a link counts as made only when it stands there as a link.
+    const DWORD attributes = GetFileAttributesW(link.c_str());
+    if (attributes == INVALID_FILE_ATTRIBUTES || !(attributes & FILE_ATTRIBUTE_REPARSE_POINT))
+        return win32::Failure(ERROR_NOT_SUPPORTED);
     return {};
 }
 
