@@ -13,6 +13,14 @@ namespace {
 
 } // namespace
 
+void CopyFileOrRaise(const std::wstring& from, const std::wstring& to, bool overwrite) {
+    const platform::SystemError failure = platform::CopyFileTo(from, to, overwrite);
+    if (failure.Failed())
+        throw platform::FileSystemError("copy_file: " + platform::ToFileApiCodePage(failure.text) +
+                                        " [" + platform::ToFileApiCodePage(from) + "] [" +
+                                        platform::ToFileApiCodePage(to) + "]");
+}
+
 void RemoveItemOrRaise(const std::wstring& path) {
     const platform::SystemError failure = platform::RemoveItem(path);
     if (failure.Failed())

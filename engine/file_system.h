@@ -8,3 +8,4 @@
 void RemoveItemOrRaise(const std::wstring& path);
 void RemoveTreeOrRaise(const std::wstring& path);
 void CreateFoldersOrRaise(const std::wstring& path);
+void CopyFileOrRaise(const std::wstring& from, const std::wstring& to, bool overwrite);

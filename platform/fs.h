@@ -59,6 +59,15 @@ std::string ToFileApiCodePage(const std::wstring& text);
 SystemError MakeSymbolicLink(const std::wstring& link, const std::wstring& target,
                              std::uint32_t flags);
 
+// Copies a file's bytes to `to` with the meaning of CopyFileW: an existing file
+// there is replaced when `overwrite` is true and is an error otherwise.
+SystemError CopyFileTo(const std::wstring& from, const std::wstring& to, bool overwrite);
+
+// The path as the C runtime's own wide file functions take it (_wfopen on Windows),
+// for libraries that open files themselves: unchanged on Windows, the mapped host
+// path on POSIX.
+std::wstring RuntimeFilePath(const std::wstring& path);
+
 // Opens a wide stream on a path given in Windows form.
 void OpenStream(std::basic_ofstream<wchar_t>& stream, const std::wstring& path,
                 std::ios_base::openmode mode);

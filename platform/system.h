@@ -17,6 +17,10 @@ std::wstring KnownFolderPath(const Guid& id);
 enum class MutexResult { Created, AlreadyExists, Failed };
 MutexResult CreateNamedMutex(const std::wstring& name);
 
+// Tells the shell that file associations, links and folders may have changed, so
+// that its views show the replaced folders. Nothing to tell on POSIX.
+void NotifyShellOfChanges();
+
 // The local wall-clock time.
 CalendarTime LocalTime();
 

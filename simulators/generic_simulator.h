@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -31,11 +32,26 @@ public:
     GenericSimulator(const GenericSimulator&) = delete;
     GenericSimulator& operator=(const GenericSimulator&) = delete;
 
+    // The operations of the engine, in their fixed slot order.
+
     // Points the simulator's own registry values at `location`, or clears them.
     virtual bool SetLocation(std::wstring location);
     // True when the simulator runs or one of its folders, or their backups, is held.
     virtual bool IsInUse();
+    // Copies the small configuration files of each slot into
+    // backupRoot\<title>\<slot name>, flat. A safety copy that is never read back.
+    virtual bool Backup(std::wstring backupRoot);
+    // Makes this simulator stand for `target`: its registry values name the
+    // target's folder, its folders are set aside and linked to the target's, its
+    // executable is set aside and replaced by the launcher stub, and its add-ons'
+    // Uninstall entries move into the program's key. False, with nothing changed,
+    // for the target's own kind.
+    virtual bool Disable(std::shared_ptr<GenericSimulator> target);
+    // Undoes Disable as far as the backups on disk and in the registry show it done.
+    virtual bool Restore();
+    // Prepares the simulator as the target; nothing to do here.
     virtual bool Activate();
+    // Undoes Activate; nothing to do here.
     virtual bool Deactivate();
 
     SimulatorKind GetKind() const { return kind; }
@@ -82,6 +98,8 @@ protected:
 
     // The key of this simulator in the program's own store.
     std::wstring StoreKeyPath() const;
+    // Where Disable keeps the Uninstall entries of one registry view.
+    std::wstring UninstallBackupKey(bool wow32) const;
     // The location with one closing backslash, unless it is empty.
     static std::wstring WithClosingBackslash(const std::wstring& location);
 

@@ -8,6 +8,12 @@
 class Prepar3D : public GenericSimulator {
 public:
     bool SetLocation(std::wstring location) override;
+    // Places a copy of the executable named fsx.exe that identifies as Flight
+    // Simulator X, makes the four launch lists sound, and links files that older
+    // add-ons look for in the install folder to where this version keeps them.
+    bool Activate() override;
+    // Takes the copy and the file links away again; written launch lists stay.
+    bool Deactivate() override;
 
     // Per pair of slots (link side, target side), the file names linked when the
     // simulator is activated.
@@ -17,6 +23,8 @@ public:
 
 protected:
     Prepar3D();
+    // Whether this version keeps the linked files outside its install folder.
+    bool UsesFileLinks() const;
     ~Prepar3D() = default;
 
     FileLinks fileLinks;

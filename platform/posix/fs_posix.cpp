@@ -61,14 +61,15 @@ SystemError RemoveHostTree(const std::string& hostPath) {
     return {};
 }
 
-// Copies a regular file, for a move between file systems.
-SystemError CopyHostFile(const std::string& from, const std::string& to) {
+// Copies a regular file; without `overwrite` an existing destination is an error.
+SystemError CopyHostFile(const std::string& from, const std::string& to, bool overwrite = true) {
     int in = open(from.c_str(), O_RDONLY | O_CLOEXEC);
     if (in < 0)
         return FromErrno(errno);
     struct stat info {};
     fstat(in, &info);
-    int out = open(to.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, info.st_mode & 07777);
+    const int replace = overwrite ? O_TRUNC : O_EXCL;
+    int out = open(to.c_str(), O_WRONLY | O_CREAT | replace | O_CLOEXEC, info.st_mode & 07777);
     if (out < 0) {
         int error = errno;
         close(in);
@@ -226,6 +227,21 @@ std::string ToFileApiCodePage(const std::wstring& text) {
 void OpenStream(std::basic_ofstream<wchar_t>& stream, const std::wstring& path,
                 std::ios_base::openmode mode) {
     stream.open(posix::HostPath(path), mode);
+}
+
+SystemError CopyFileTo(const std::wstring& from, const std::wstring& to, bool overwrite) {
+    const std::string source = posix::HostPath(from);
+    struct stat info {};
+    if (stat(source.c_str(), &info) != 0)
+        return FromErrno(errno);
+    // Windows copies files only; a folder is refused as access denied.
+    if (S_ISDIR(info.st_mode))
+        return FromErrno(EACCES);
+    return CopyHostFile(source, posix::HostPath(to), overwrite);
+}
+
+std::wstring RuntimeFilePath(const std::wstring& path) {
+    return posix::FromUtf8(posix::HostPath(path));
 }
 
 } // namespace platform

@@ -115,6 +115,8 @@ MutexResult CreateNamedMutex(const std::wstring& name) {
     return MutexResult::Created;
 }
 
+void NotifyShellOfChanges() {}
+
 CalendarTime LocalTime() {
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);

@@ -216,6 +216,16 @@ std::string ToFileApiCodePage(const std::wstring& text) {
     return narrow;
 }
 
+SystemError CopyFileTo(const std::wstring& from, const std::wstring& to, bool overwrite) {
+    if (!CopyFileW(from.c_str(), to.c_str(), overwrite ? FALSE : TRUE))
+        return win32::Failure(GetLastError());
+    return {};
+}
+
+std::wstring RuntimeFilePath(const std::wstring& path) {
+    return path;
+}
+
 void OpenStream(std::basic_ofstream<wchar_t>& stream, const std::wstring& path,
                 std::ios_base::openmode mode) {
     stream.open(path.c_str(), mode);

@@ -61,6 +61,10 @@ MutexResult CreateNamedMutex(const std::wstring& name) {
     return MutexResult::Created;
 }
 
+void NotifyShellOfChanges() {
+    SHChangeNotify(SHCNE_ASSOCCHANGED, SHCNF_FLUSHNOWAIT, nullptr, nullptr);
+}
+
 CalendarTime LocalTime() {
     SYSTEMTIME now{};
     GetLocalTime(&now);

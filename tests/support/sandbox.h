@@ -9,6 +9,12 @@
 #include <string>
 
 class SandboxTest : public ::testing::Test {
+public:
+    // Whole files, read and written by Windows-form paths on either build.
+    static std::string ReadFile(const std::wstring& path);
+    static void WriteFile(const std::wstring& path, const std::string& bytes);
+    static void MakeFolder(const std::wstring& path);
+
 protected:
     void SetUp() override;
     void TearDown() override;
@@ -18,10 +24,6 @@ protected:
     std::wstring InFolder(const std::wstring& name) const;
     // A registry path of this test alone, below Software, deleted before and after.
     const std::wstring& KeyPath() const { return keyPath; }
-
-    static std::string ReadFile(const std::wstring& path);
-    static void WriteFile(const std::wstring& path, const std::string& bytes);
-    static void MakeFolder(const std::wstring& path);
 
 private:
     void DeleteTestKeys();
