@@ -59,6 +59,14 @@ std::string ToFileApiCodePage(const std::wstring& text);
 SystemError MakeSymbolicLink(const std::wstring& link, const std::wstring& target,
                              std::uint32_t flags);
 
+// The stored target text of the symbolic link at `path`, as it was given when the
+// link was made; the link is not followed. False when the path is not a link or
+// its target cannot be read.
+bool ReadSymbolicLinkTarget(const std::wstring& path, std::wstring& target);
+
+// Opens a binary input stream on a path given in Windows form.
+void OpenInputStream(std::ifstream& stream, const std::wstring& path);
+
 // Opens a wide stream on a path given in Windows form.
 void OpenStream(std::basic_ofstream<wchar_t>& stream, const std::wstring& path,
                 std::ios_base::openmode mode);
