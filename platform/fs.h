@@ -68,6 +68,14 @@ SystemError CopyFileTo(const std::wstring& from, const std::wstring& to, bool ov
 // path on POSIX.
 std::wstring RuntimeFilePath(const std::wstring& path);
 
+// The stored target text of the symbolic link at `path`, as it was given when the
+// link was made; the link is not followed. False when the path is not a link or
+// its target cannot be read.
+bool ReadSymbolicLinkTarget(const std::wstring& path, std::wstring& target);
+
+// Opens a binary input stream on a path given in Windows form.
+void OpenInputStream(std::ifstream& stream, const std::wstring& path);
+
 // Opens a wide stream on a path given in Windows form.
 void OpenStream(std::basic_ofstream<wchar_t>& stream, const std::wstring& path,
                 std::ios_base::openmode mode);

@@ -59,6 +59,14 @@ Status QueryInfo(KeyHandle key, std::uint32_t* subKeyCount, std::uint32_t* maxSu
 // characters on entry and the name's length on success.
 Status EnumKey(KeyHandle key, std::uint32_t index, wchar_t* name, std::uint32_t* length);
 
+// RegEnumValueW: the name, type and data of value `index`. `nameLength` is the
+// name buffer's size in characters on entry and the name's length on success;
+// `size` is the data buffer's size in bytes on entry and the data's size after.
+// With data null only the size is reported. A buffer too small for the name or
+// the data gives kMoreData; past the last value, kNoMoreItems.
+Status EnumValue(KeyHandle key, std::uint32_t index, wchar_t* name, std::uint32_t* nameLength,
+                 ValueType* type, std::uint8_t* data, std::uint32_t* size);
+
 // RegCopyTreeW: copies the values and subkeys of `subKey` below `source` (the key
 // itself when empty) into `destination`.
 Status CopyTree(KeyHandle source, const std::wstring& subKey, KeyHandle destination);

@@ -257,4 +257,20 @@ SystemError MakeSymbolicLink(const std::wstring& link, const std::wstring& targe
     return {};
 }
 
+bool ReadSymbolicLinkTarget(const std::wstring& path, std::wstring& target) {
+    // The link holds the mapped host path; the caller sees the Windows form it
+    // was made from.
+    std::string buffer(4096, '\0');
+    const ssize_t length = readlink(posix::HostPath(path).c_str(), &buffer[0], buffer.size());
+    if (length < 0 || static_cast<std::size_t>(length) >= buffer.size())
+        return false;
+    buffer.resize(static_cast<std::size_t>(length));
+    target = posix::WindowsPath(buffer);
+    return true;
+}
+
+void OpenInputStream(std::ifstream& stream, const std::wstring& path) {
+    stream.open(posix::HostPath(path), std::ios::binary);
+}
+
 } // namespace platform

@@ -56,6 +56,29 @@ std::string HostPath(const std::wstring& windowsPath) {
     return prefix + mapped;
 }
 
+std::wstring WindowsPath(const std::string& hostPath) {
+    const std::string root = Root() + "/";
+    std::string rest = hostPath;
+    std::wstring prefix;
+    if (hostPath.rfind(root, 0) == 0) {
+        rest = hostPath.substr(root.size());
+        const std::string::size_type end = rest.find('/');
+        const std::string first = rest.substr(0, end);
+        if (first == "UNC") {
+            prefix = L"\\";
+            rest = end == std::string::npos ? std::string() : rest.substr(end + 1);
+        } else if (first.size() == 1) {
+            prefix = std::wstring(1, static_cast<wchar_t>(first[0])) + L":";
+            rest = end == std::string::npos ? std::string("/") : rest.substr(end);
+        }
+    }
+    std::wstring path = prefix + FromUtf8(rest);
+    for (wchar_t& c : path)
+        if (c == L'/')
+            c = L'\\';
+    return path;
+}
+
 std::string ToUtf8(const std::wstring& text) {
     std::string out;
     out.reserve(text.size());

@@ -16,6 +16,10 @@ std::string Root();
 // The host path of a Windows-form path; a relative path stays relative.
 std::string HostPath(const std::wstring& windowsPath);
 
+// The Windows-form path of a host path: below the root, the drive or share it
+// maps from; elsewhere (a relative path) the same text with backslashes.
+std::wstring WindowsPath(const std::string& hostPath);
+
 std::string ToUtf8(const std::wstring& text);
 std::wstring FromUtf8(const std::string& text);
 

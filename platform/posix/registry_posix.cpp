@@ -429,6 +429,38 @@ Status EnumKey(KeyHandle key, std::uint32_t index, wchar_t* name, std::uint32_t*
     return kSuccess;
 }
 
+Status EnumValue(KeyHandle key, std::uint32_t index, wchar_t* name, std::uint32_t* nameLength,
+                 ValueType* type, std::uint8_t* data, std::uint32_t* size) {
+    if (key == nullptr)
+        return kInvalidHandle;
+    if (name == nullptr || nameLength == nullptr || (data != nullptr && size == nullptr))
+        return kInvalidParameter;
+    if (!KeyAlive(key->id))
+        return kKeyDeleted;
+    Statement query(Db(), "SELECT name, type, data FROM vals WHERE key = ? ORDER BY fold "
+                          "LIMIT 1 OFFSET ?");
+    if (!query.Bind(1, key->id).Bind(2, static_cast<sqlite3_int64>(index)).Step())
+        return kNoMoreItems;
+    const std::wstring found = FromUtf8(query.Text(0));
+    const std::vector<std::uint8_t> stored = query.Blob(2);
+    const auto needed = static_cast<std::uint32_t>(stored.size());
+    if (found.size() + 1 > *nameLength)
+        return kMoreData;
+    std::wmemcpy(name, found.c_str(), found.size() + 1);
+    *nameLength = static_cast<std::uint32_t>(found.size());
+    if (type != nullptr)
+        *type = static_cast<ValueType>(query.Int(1));
+    if (data != nullptr && *size < needed) {
+        *size = needed;
+        return kMoreData;
+    }
+    if (data != nullptr && needed != 0)
+        std::memcpy(data, stored.data(), needed);
+    if (size != nullptr)
+        *size = needed;
+    return kSuccess;
+}
+
 Status CopyTree(KeyHandle source, const std::wstring& subKey, KeyHandle destination) {
     if (source == nullptr || destination == nullptr)
         return kInvalidHandle;

@@ -3,7 +3,10 @@
 #include "platform/fs.h"
 #include "platform/win32/win32_util.h"
 
+#include <cstddef>
 #include <vector>
+
+#include <winioctl.h>
 
 namespace platform {
 namespace {
@@ -246,6 +249,56 @@ SystemError MakeSymbolicLink(const std::wstring& link, const std::wstring& targe
     if (attributes == INVALID_FILE_ATTRIBUTES || !(attributes & FILE_ATTRIBUTE_REPARSE_POINT))
         return win32::Failure(ERROR_NOT_SUPPORTED);
     return {};
+}
+
+namespace {
+
+// The symbolic-link form of the reparse data that FSCTL_GET_REPARSE_POINT returns
+// (the layout of REPARSE_DATA_BUFFER, which the Windows headers keep for drivers).
+struct SymbolicLinkReparseData {
+    ULONG tag;
+    USHORT dataLength;
+    USHORT reserved;
+    USHORT substituteNameOffset;
+    USHORT substituteNameLength;
+    USHORT printNameOffset;
+    USHORT printNameLength;
+    ULONG flags;
+    WCHAR pathBuffer[1];
+};
+
+} // namespace
+
+bool ReadSymbolicLinkTarget(const std::wstring& path, std::wstring& target) {
+    win32::UniqueHandle link(CreateFileW(
+        path.c_str(), FILE_READ_ATTRIBUTES, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+        nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+    if (!link.Valid())
+        return false;
+    std::vector<unsigned char> buffer(MAXIMUM_REPARSE_DATA_BUFFER_SIZE);
+    DWORD returned = 0;
+    if (!DeviceIoControl(link.get(), FSCTL_GET_REPARSE_POINT, nullptr, 0, buffer.data(),
+                         static_cast<DWORD>(buffer.size()), &returned, nullptr))
+        return false;
+    const auto* data = reinterpret_cast<const SymbolicLinkReparseData*>(buffer.data());
+    if (returned < offsetof(SymbolicLinkReparseData, pathBuffer) ||
+        data->tag != IO_REPARSE_TAG_SYMLINK)
+        return false;
+    // The print name is the text the link was made with; the substitute name is
+    // the NT form of an absolute target ("\??\C:\...").
+    const bool print = data->printNameLength != 0;
+    const USHORT offset = print ? data->printNameOffset : data->substituteNameOffset;
+    const USHORT length = print ? data->printNameLength : data->substituteNameLength;
+    if (offsetof(SymbolicLinkReparseData, pathBuffer) + offset + length > returned)
+        return false;
+    target.assign(data->pathBuffer + offset / sizeof(WCHAR), length / sizeof(WCHAR));
+    if (!print && target.rfind(L"\\??\\", 0) == 0)
+        target.erase(0, 4);
+    return true;
+}
+
+void OpenInputStream(std::ifstream& stream, const std::wstring& path) {
+    stream.open(path.c_str(), std::ios::binary);
 }
 
 } // namespace platform

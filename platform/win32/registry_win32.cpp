@@ -81,6 +81,22 @@ Status EnumKey(KeyHandle key, std::uint32_t index, wchar_t* name, std::uint32_t*
     return status;
 }
 
+Status EnumValue(KeyHandle key, std::uint32_t index, wchar_t* name, std::uint32_t* nameLength,
+                 ValueType* type, std::uint8_t* data, std::uint32_t* size) {
+    DWORD length = nameLength != nullptr ? *nameLength : 0;
+    DWORD rawType = 0;
+    DWORD rawSize = size != nullptr ? *size : 0;
+    LSTATUS status = RegEnumValueW(ToHkey(key), index, name, &length, nullptr, &rawType, data,
+                                   size != nullptr ? &rawSize : nullptr);
+    if (nameLength != nullptr)
+        *nameLength = length;
+    if (type != nullptr)
+        *type = static_cast<ValueType>(rawType);
+    if (size != nullptr)
+        *size = rawSize;
+    return status;
+}
+
 Status CopyTree(KeyHandle source, const std::wstring& subKey, KeyHandle destination) {
     return RegCopyTreeW(ToHkey(source), subKey.empty() ? nullptr : subKey.c_str(),
                         ToHkey(destination));
