@@ -7,7 +7,21 @@
 set -euo pipefail
 prefix=$1
 stamp=$prefix/.ferrymark-ready
-[ -f "$stamp" ] && exit 0
+
+# Any other link below the users' folders (AppData\Roaming\Microsoft\Windows\
+# Templates points at the home folder too) becomes a real, empty folder, so that
+# nothing below C:\ leads out of the prefix. Also done for an existing prefix.
+replace_user_links() {
+  find "$prefix/drive_c/users" -type l -print0 | while IFS= read -r -d '' item; do
+    rm -f "$item"
+    mkdir -p "$item"
+  done
+}
+if [ -f "$stamp" ]; then
+  replace_user_links
+  touch "$stamp"
+  exit 0
+fi
 
 export WINEPREFIX=$prefix
 export WINEARCH=win64
@@ -32,5 +46,6 @@ for user_folder in "$prefix"/drive_c/users/*/; do
     fi
   done
 done
+replace_user_links
 [ -f "$prefix/system.reg" ] || { echo "wine-prefix: wineboot did not create the prefix" >&2; exit 1; }
 touch "$stamp"

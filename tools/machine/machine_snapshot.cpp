@@ -31,14 +31,20 @@ std::wstring Hex64(std::uint64_t value) {
     return text;
 }
 
+// Buffers that one walk reuses for every file and key.
+struct Scratch {
+    std::vector<char> fileBytes = std::vector<char>(64 * 1024);
+    std::vector<wchar_t> valueName = std::vector<wchar_t>(16384);
+    std::vector<std::uint8_t> valueData = std::vector<std::uint8_t>(1024);
+};
+
 // FNV-1a, 64 bits, over the file's bytes, read in pieces.
-bool HashFile(const std::wstring& path, std::uint64_t& hash) {
+bool HashFile(const std::wstring& path, std::uint64_t& hash, std::vector<char>& buffer) {
     std::ifstream in;
     platform::OpenInputStream(in, path);
     if (!in.is_open())
         return false;
     hash = 0xcbf29ce484222325ULL;
-    std::vector<char> buffer(64 * 1024);
     while (in) {
         in.read(buffer.data(), static_cast<std::streamsize>(buffer.size()));
         const std::streamsize got = in.gcount();
@@ -50,7 +56,7 @@ bool HashFile(const std::wstring& path, std::uint64_t& hash) {
     return in.eof();
 }
 
-std::wstring FileState(const std::wstring& path) {
+std::wstring FileState(const std::wstring& path, Scratch& scratch) {
     try {
         std::wstring target;
         if (platform::IsSymbolicLink(path))
@@ -62,10 +68,11 @@ std::wstring FileState(const std::wstring& path) {
         return L"unreadable";
     }
     std::uint64_t hash = 0;
-    return HashFile(path, hash) ? L"file " + Hex64(hash) : L"file (unreadable)";
+    return HashFile(path, hash, scratch.fileBytes) ? L"file " + Hex64(hash) : L"file (unreadable)";
 }
 
-void WalkFolder(const std::wstring& folder, bool driveRoot, MachineSnapshot& snapshot) {
+void WalkFolder(const std::wstring& folder, bool driveRoot, MachineSnapshot& snapshot,
+                Scratch& scratch) {
     std::vector<std::wstring> names;
     if (!platform::FindFileNames(folder + L"\\*", names))
         return;
@@ -78,10 +85,10 @@ void WalkFolder(const std::wstring& folder, bool driveRoot, MachineSnapshot& sna
         if (driveRoot && Fold(name) == L"WINDOWS")
             continue;
         const std::wstring path = folder + L"\\" + name;
-        const std::wstring state = FileState(path);
+        const std::wstring state = FileState(path, scratch);
         snapshot.files[path] = {path, state};
         if (state == L"folder")
-            WalkFolder(path, false, snapshot);
+            WalkFolder(path, false, snapshot, scratch);
     }
 }
 
@@ -166,9 +173,10 @@ void Add(MachineSnapshot& snapshot, const std::wstring& item, const std::wstring
     snapshot.registry[Fold(item)] = {item, state};
 }
 
-void RecordValues(reg::KeyHandle key, const std::wstring& item, MachineSnapshot& snapshot) {
-    std::vector<wchar_t> name(16384);
-    std::vector<std::uint8_t> data(1024);
+void RecordValues(reg::KeyHandle key, const std::wstring& item, MachineSnapshot& snapshot,
+                  Scratch& scratch) {
+    std::vector<wchar_t>& name = scratch.valueName;
+    std::vector<std::uint8_t>& data = scratch.valueData;
     for (std::uint32_t index = 0;; ++index) {
         std::uint32_t nameLength = static_cast<std::uint32_t>(name.size());
         std::uint32_t size = static_cast<std::uint32_t>(data.size());
@@ -202,7 +210,7 @@ bool Excluded(const std::wstring& foldedPath, bool wow32) {
 }
 
 void WalkKey(reg::Hive hive, const std::wstring& path, bool wow32, const std::wstring& itemPrefix,
-             MachineSnapshot& snapshot) {
+             MachineSnapshot& snapshot, Scratch& scratch) {
     reg::KeyHandle key = reg::OpenKey(hive, path, wow32, false);
     const std::wstring item = itemPrefix + path;
     if (key == nullptr) {
@@ -210,7 +218,7 @@ void WalkKey(reg::Hive hive, const std::wstring& path, bool wow32, const std::ws
         return;
     }
     Add(snapshot, item, L"key");
-    RecordValues(key, item, snapshot);
+    RecordValues(key, item, snapshot, scratch);
     std::uint32_t count = 0;
     std::uint32_t longest = 0;
     std::vector<std::wstring> children;
@@ -226,7 +234,7 @@ void WalkKey(reg::Hive hive, const std::wstring& path, bool wow32, const std::ws
     for (const std::wstring& child : children) {
         const std::wstring childPath = path + L"\\" + child;
         if (!Excluded(Fold(childPath), wow32))
-            WalkKey(hive, childPath, wow32, itemPrefix, snapshot);
+            WalkKey(hive, childPath, wow32, itemPrefix, snapshot, scratch);
     }
 }
 
@@ -234,7 +242,8 @@ void WalkKey(reg::Hive hive, const std::wstring& path, bool wow32, const std::ws
 
 MachineSnapshot TakeSnapshot() {
     MachineSnapshot snapshot;
-    WalkFolder(L"C:", true, snapshot);
+    Scratch scratch;
+    WalkFolder(L"C:", true, snapshot, scratch);
     // HKLM\Software\Classes is left out: under Wine it holds the whole COM and
     // file-type registration of the prefix, which takes most of the time of a
     // snapshot, and the program never reads or writes below it.
@@ -249,7 +258,7 @@ MachineSnapshot TakeSnapshot() {
         {reg::Hive::CurrentUser, true, L"HKCU32\\"},
     };
     for (const auto& root : roots)
-        WalkKey(root.hive, L"Software", root.wow32, root.prefix, snapshot);
+        WalkKey(root.hive, L"Software", root.wow32, root.prefix, snapshot, scratch);
     return snapshot;
 }
 

@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <fstream>
-#include <iterator>
 #include <map>
 #include <memory>
 #include <stdexcept>
@@ -101,9 +100,10 @@ const std::string& FixtureBytes(const std::wstring& name) {
         return found->second;
     const std::string path = std::string(FERRYMARK_MACHINE_FIXTURES) + "/" + Narrow(name);
     std::ifstream in(path, std::ios::binary);
-    std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    if (!in.good() && !in.eof())
-        throw std::runtime_error("cannot read the simulator image " + path);
+    std::string bytes;
+    char piece[4096];
+    while (in.read(piece, sizeof piece) || in.gcount() > 0)
+        bytes.append(piece, static_cast<std::size_t>(in.gcount()));
     if (bytes.empty())
         throw std::runtime_error("the simulator image " + path + " is missing or empty");
     return cache.emplace(name, std::move(bytes)).first->second;
