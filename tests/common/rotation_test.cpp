@@ -95,3 +95,18 @@ TEST_F(RotationTest, AFailedMoveEndsTheRotationAndKeepsWhatWasDone) {
               std::string::npos)
         << LogText();
 }
+
+TEST_F(RotationTest, TheMoveUnderItReplacesAFileButNeverAFolder) {
+    WriteFile(InFolder(L"a.txt"), "a");
+    WriteFile(InFolder(L"b.txt"), "b");
+    MakeFolder(InFolder(L"empty"));
+    MakeFolder(InFolder(L"source\\inner"));
+    EXPECT_FALSE(platform::MoveItem(InFolder(L"a.txt"), InFolder(L"b.txt")).Failed());
+    EXPECT_EQ(ReadFile(InFolder(L"b.txt")), "a");
+    for (const wchar_t* from : {L"b.txt", L"source", L"absent"}) {
+        const platform::SystemError failure = platform::MoveItem(InFolder(from), InFolder(L"empty"));
+        EXPECT_TRUE(failure.Failed() && !failure.text.empty()) << Narrow(from);
+    }
+    EXPECT_EQ(ReadFile(InFolder(L"b.txt")), "a");
+    EXPECT_TRUE(platform::IsFolder(InFolder(L"source\\inner")));
+}
