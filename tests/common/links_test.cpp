@@ -25,7 +25,8 @@ protected:
         WriteFile(InFolder(L"target\\scenery.cfg"), "real");
     }
     // Whether `made` (the call's result) stands as a link. Where it does not, the
-    // call must have failed with the system's reason, and nothing stands there.
+    // call must have failed with the system's reason, Wine's text for "not
+    // supported", and nothing stands there.
     bool Made(bool made, const std::wstring& link, const std::wstring& target, const char* what) {
         if (platform::IsSymbolicLink(link)) {
             EXPECT_TRUE(made);
@@ -36,7 +37,7 @@ protected:
         EXPECT_FALSE(platform::Exists(link));
         EXPECT_NE(LogText().find("  WARN    Failed to create " + std::string(what) + " link " +
                                  Narrow(link) + " -> " + Narrow(target) +
-                                 ", reason: The request is not supported.\r\n"),
+                                 ", reason: Request not supported.\r\n"),
                   std::string::npos)
             << LogText();
         return false;
