@@ -63,8 +63,11 @@ TEST_F(SimulatorLocationTest, FolderSlotsBecomePathsAndOnlyALocatedTargetIsTarge
     for (const auto& [index, slot, path] : cases)
         EXPECT_EQ(simulators[index]->GetFolder(static_cast<SimulatorFolder>(slot)), path)
             << index << " slot " << slot;
-    for (std::size_t i = 0; i < simulators.size(); ++i)
+    // From version 3 on a simulator can be a target, once it has a location.
+    for (std::size_t i = 0; i < simulators.size(); ++i) {
+        EXPECT_EQ(simulators[i]->Targetable(), i >= 3) << i;
         EXPECT_EQ(simulators[i]->IsTargetable(), i == 3) << i;
+    }
 }
 
 TEST_F(SimulatorLocationTest, StoredLocationIsTheTruthAndTheMachinesIsVerified) {
