@@ -1,6 +1,5 @@
 // Setting files and folders aside and bringing them back on the real file system
 // of each build, checked by result, by what stands on disk and by the log.
-#include "app/logger.h"
 #include "engine/backup.h"
 #include "engine/links.h"
 #include "platform/fs.h"
@@ -76,14 +75,8 @@ class BackupTest : public SandboxTest {
 protected:
     void SetUp() override {
         SandboxTest::SetUp();
-        Logger::OpenFile(logPath = InFolder(L"backup-log.txt"));
-        Logger::SetLevel(L"TRACE");
+        OpenLog();
         MakeFolder(sim = InFolder(L"Sim"));
-    }
-    void TearDown() override {
-        Logger::Instance().close();
-        Logger::SetLevel(L"Info");
-        SandboxTest::TearDown();
     }
 
     // The path (p) of the item that the operation handles, its backup (b), the parent (s).
@@ -95,7 +88,7 @@ protected:
 
     // The lines written since the last call, as "LEVEL text".
     Lines Logged() {
-        const std::string bytes = ReadFile(logPath);
+        const std::string bytes = LogText();
         Lines lines;
         for (std::size_t start = 0, end; start < bytes.size(); start = end + 2) {
             end = std::min(bytes.find("\r\n", start), bytes.size());
@@ -193,7 +186,6 @@ protected:
     std::wstring addons = L"Sim\\Addons";
     std::wstring addonsB = L"Sim\\Ferrymark backup (QWRkb25z)";
     std::wstring sim;
-    std::wstring logPath;
     std::size_t seen = 0;
 };
 

@@ -4,9 +4,11 @@
 #include <filesystem>
 #include <vector>
 
-ProgramRun::ProgramRun(const std::wstring& program) {
-    std::wstring folder = program.substr(0, program.find_last_of(L'\\'));
-    std::wstring commandLine = L"\"" + program + L"\"";
+ProgramRun::ProgramRun(const std::wstring& program, const std::wstring& arguments,
+                       std::wstring folder) {
+    if (folder.empty())
+        folder = program.substr(0, program.find_last_of(L'\\'));
+    std::wstring commandLine = L"\"" + program + L"\" " + arguments;
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
     PROCESS_INFORMATION info{};

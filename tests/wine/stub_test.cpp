@@ -24,48 +24,6 @@ const std::wstring kStub = ProgramFolder() + L"\\" + FERRYMARK_STUB_FILE_NAME;
 
 const std::wstring kFixtures = ProgramFolder() + L"\\stub-fixtures\\";
 
-struct Outcome {
-    std::wstring caption, text;
-    DWORD status = STILL_ACTIVE;
-};
-
-// Starts `program` with `arguments` from `workingFolder`, reads its first message box
-// (pictured when `screenshot` is named), presses OK and waits for the end.
-Outcome RunStub(const std::wstring& program, const std::wstring& arguments,
-                const std::wstring& workingFolder, const std::wstring& screenshot) {
-    Outcome outcome;
-    std::wstring commandLine = L"\"" + program + L"\" " + arguments;
-    STARTUPINFOW startup{};
-    startup.cb = sizeof startup;
-    PROCESS_INFORMATION info{};
-    if (!CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr,
-                        workingFolder.c_str(), &startup, &info)) {
-        ADD_FAILURE() << "cannot start the stub";
-        return outcome;
-    }
-    CloseHandle(info.hThread);
-    HWND box = nullptr;
-    const DWORD start = GetTickCount();
-    while (box == nullptr && GetTickCount() - start < 20000 &&
-           WaitForSingleObject(info.hProcess, 100) == WAIT_TIMEOUT)
-        for (HWND window : TopLevelWindows(info.dwProcessId))
-            if (ClassName(window) == L"#32770")
-                box = window;
-    if (box != nullptr) {
-        outcome.caption = WindowText(box);
-        outcome.text = MessageBoxText(box);
-        if (!screenshot.empty())
-            Screenshot(box, screenshot);
-        PressButton(box, IDOK);
-    }
-    if (WaitForSingleObject(info.hProcess, 20000) == WAIT_OBJECT_0)
-        GetExitCodeProcess(info.hProcess, &outcome.status);
-    else
-        TerminateProcess(info.hProcess, 99);
-    CloseHandle(info.hProcess);
-    return outcome;
-}
-
 // The stub is started from another folder holding a decoy language.dll without a
 // version, so only the one beside the stub can give a simulator's name.
 TEST(LauncherStub, NamesTheSimulatorOfItsLanguageDllTwiceAndFails) {
@@ -99,14 +57,16 @@ TEST(LauncherStub, NamesTheSimulatorOfItsLanguageDllTwiceAndFails) {
                               (elsewhere + L"\\language.dll").c_str(), FALSE));
         ASSERT_TRUE(fixture.empty() || CopyFileW((kFixtures + fixture + L".dll").c_str(),
                                                  (folder + L"\\language.dll").c_str(), FALSE));
-        const Outcome outcome =
-            RunStub(folder + L"\\fsx.exe", arguments, elsewhere,
-                    name == L"Flight Simulator X" ? L"stub-flight-simulator-x" : L"");
-        EXPECT_EQ(outcome.caption, L"Ferrymark");
-        EXPECT_EQ(outcome.text, L"Ferrymark has disabled " + name +
-                                    L" to prevent corruption of configuration files.\n\nTo use " +
-                                    name + L", select it as target in Ferrymark.");
-        EXPECT_EQ(outcome.status, 0xFFFFFFFFu);
+        ProgramRun run(folder + L"\\fsx.exe", arguments, elsewhere);
+        const HWND box = run.WaitForDialog(L"Ferrymark");
+        EXPECT_NE(box, nullptr) << "no message box captioned Ferrymark";
+        EXPECT_EQ(MessageBoxText(box), L"Ferrymark has disabled " + name +
+                                           L" to prevent corruption of configuration files.\n\n"
+                                           L"To use " + name + L", select it as target in Ferrymark.");
+        if (name == L"Flight Simulator X")
+            Screenshot(box, L"stub-flight-simulator-x");
+        PressButton(box, IDOK);
+        EXPECT_EQ(run.WaitForExit(), 0xFFFFFFFFu);
     }
     RemoveTreeQuietly(folder);
 }
