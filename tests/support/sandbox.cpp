@@ -4,6 +4,8 @@
 #include "app/paths.h"
 #include "platform/fs.h"
 
+#include <stdexcept>
+
 namespace reg = platform::registry;
 
 void SandboxTest::SetUp() {
@@ -32,6 +34,11 @@ void SandboxTest::DeleteTestKeys() {
             reg::CloseKey(software);
         }
     }
+}
+
+void SandboxTest::MakeFolder(const std::wstring& path) {
+    if (platform::CreateFolders(path).Failed())
+        throw std::runtime_error("cannot create folder");
 }
 
 void SandboxTest::OpenLog(const wchar_t* level) {
