@@ -9,14 +9,7 @@ int clockReads = 0;
 
 platform::CalendarTime FixedClock() {
     ++clockReads;
-    platform::CalendarTime time;
-    time.year = 2021;
-    time.month = 2;
-    time.day = 3;
-    time.hour = 4;
-    time.minute = 5;
-    time.second = 6;
-    return time;
+    return {2021, 2, 3, 4, 5, 6, 0};
 }
 
 using Lines = std::vector<std::string>;
