@@ -84,62 +84,41 @@ class MachineQueriesTest : public SandboxTest {
 protected:
     void SetUp() override {
         SandboxTest::SetUp();
-        Logger::OpenFile(InFolder(L"queries-log.txt"));
-        Logger::SetLevel(L"Trace");
-        // A folder of its own, so that the log does not show up in the listings.
-        files = InFolder(L"files");
-        MakeFolder(files);
-        for (const wchar_t* name : {L"alpha.txt", L"Beta.TXT", L"gamma.log", L"a1.txt", L"a22.txt",
-                                    L"README", L"notes.txt.bak", L".hidden"})
-            WriteFile(files + L"\\" + name, "x");
-        MakeFolder(files + L"\\sub");
+        OpenLog();
     }
-    void TearDown() override {
-        Logger::Instance().close();
-        SandboxTest::TearDown();
-    }
-    std::string LogText() { return ReadFile(InFolder(L"queries-log.txt")); }
-    std::vector<std::wstring> In(std::initializer_list<const wchar_t*> names) {
-        std::vector<std::wstring> paths;
-        for (const wchar_t* name : names)
-            paths.push_back(files + L"\\" + name);
-        return Sorted(paths);
-    }
-    std::vector<std::wstring> List(const std::wstring& mask) {
-        return Sorted(ListFiles(files + L"\\" + mask));
-    }
-
-    std::wstring files;
 };
 
 } // namespace
 
 TEST_F(MachineQueriesTest, ListFilesMatchesStarAndQuestionMarkIgnoringCase) {
-    EXPECT_EQ(List(L"*.txt"), In({L"alpha.txt", L"Beta.TXT", L"a1.txt", L"a22.txt"}));
-    EXPECT_EQ(List(L"*A*.T*T"), In({L"alpha.txt", L"Beta.TXT", L"a1.txt", L"a22.txt"}));
-    EXPECT_EQ(List(L"*me"), In({L"README"}));
-    EXPECT_EQ(List(L"a?.txt"), In({L"a1.txt"}));
-    EXPECT_EQ(List(L"a??.txt"), In({L"a22.txt"}));
-    EXPECT_EQ(List(L"s?b"), In({L"sub"})) << "a folder is found like a file";
-    const auto all = In({L".", L"..", L".hidden", L"alpha.txt", L"Beta.TXT", L"gamma.log",
-                         L"a1.txt", L"a22.txt", L"README", L"notes.txt.bak", L"sub"});
-    EXPECT_EQ(List(L"*"), all);
-    EXPECT_EQ(List(L"*.*"), all) << "\"*.*\" also finds names without a dot";
-    EXPECT_EQ(List(L".*"), In({L".", L"..", L".hidden"}));
-}
-
-TEST_F(MachineQueriesTest, ListFilesKeepsThePrefixUpToTheLastBackslashAndMayFindNothing) {
-    EXPECT_EQ(ListFiles(files + L"\\BETA.txt"), In({L"Beta.TXT"}))
-        << "one file named, with its path and the name on disk";
-    EXPECT_EQ(ListFiles(files + L"\\README."), In({L"README"})) << "a trailing dot is dropped";
+    // A folder of its own, so that the log does not show up in the listings.
+    const std::wstring files = InFolder(L"files");
+    MakeFolder(files + L"\\sub");
+    for (const wchar_t* name : {L"alpha.txt", L"Beta.TXT", L"gamma.log", L"a1.txt", L"a22.txt",
+                                L"README", L"notes.txt.bak", L".hidden"})
+        WriteFile(files + L"\\" + name, "x");
+    using Names = std::vector<std::wstring>;
+    const Names all{L".", L"..", L".hidden", L"alpha.txt", L"Beta.TXT", L"gamma.log", L"a1.txt",
+                    L"a22.txt", L"README", L"notes.txt.bak", L"sub"};
+    const Names texts{L"alpha.txt", L"Beta.TXT", L"a1.txt", L"a22.txt"};
+    // The mask, and the names found with the path up to the last backslash.
+    const std::pair<std::wstring, Names> cases[] = {
+        {L"*.txt", texts}, {L"*A*.T*T", texts}, {L"*me", {L"README"}}, {L"a?.txt", {L"a1.txt"}},
+        {L"a??.txt", {L"a22.txt"}}, {L"s?b", {L"sub"}}, {L"*", all}, {L"*.*", all},
+        {L".*", {L".", L"..", L".hidden"}}, {L"BETA.txt", {L"Beta.TXT"}},
+        {L"README.", {L"README"}}, // a trailing dot is dropped
+        {L"*.none", {}}, {L"gamma", {}}, {L"missing\\*", {}}, {L"gamma.log\\*", {}}};
+    for (const auto& [mask, names] : cases) {
+        Names expected;
+        for (const std::wstring& name : names)
+            expected.push_back(files + L"\\" + name);
+        EXPECT_EQ(Sorted(ListFiles(files + L"\\" + mask)), Sorted(expected)) << Narrow(mask);
+    }
+    // No backslash, bare names: a slash is searched but ends no prefix.
     std::wstring forward = files + L"/*.log";
     std::replace(forward.begin(), forward.end(), L'\\', L'/');
-    EXPECT_EQ(ListFiles(forward), std::vector<std::wstring>{L"gamma.log"})
-        << "no backslash, bare names: a slash is searched but ends no prefix";
-    for (const std::wstring& pattern :
-         {files + L"\\*.none", files + L"\\gamma", files + L"\\missing\\*",
-          files + L"\\gamma.log\\*", InFolder(L"missing\\deeper\\*.txt")})
-        EXPECT_TRUE(ListFiles(pattern).empty()) << std::string(pattern.begin(), pattern.end());
+    EXPECT_EQ(ListFiles(forward), Names{L"gamma.log"});
+    EXPECT_TRUE(ListFiles(InFolder(L"missing\\deeper\\*.txt")).empty());
 }
 
 TEST_F(MachineQueriesTest, TheFileVersionIsReadNeverTheProductVersion) {

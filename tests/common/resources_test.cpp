@@ -1,6 +1,5 @@
 // The embedded resources on each build: what ExtractResource writes, what PatchToFSX
 // does to real executables, and the resources that the program's file carries.
-#include "app/logger.h"
 #include "app/machine_queries.h"
 #include "engine/resources.h"
 #include "resources/resource.h"
@@ -8,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <optional>
 #include <sstream>
@@ -79,28 +79,19 @@ class ResourcesTest : public SandboxTest {
 protected:
     void SetUp() override {
         SandboxTest::SetUp();
-        logPath = InFolder(L"resources-log.txt");
-        Logger::OpenFile(logPath);
-        Logger::SetLevel(L"TRACE");
+        OpenLog();
     }
-    void TearDown() override {
-        Logger::Instance().close();
-        Logger::SetLevel(L"Info");
-        SandboxTest::TearDown();
-    }
-
-    // The log's lines after their time field, as "TRACE    text".
-    std::vector<std::string> Logged() {
+    // The log's last lines after their time field, as "TRACE    text".
+    std::vector<std::string> Last(std::size_t count) {
         std::vector<std::string> lines;
-        std::istringstream in(ReadFile(logPath));
+        std::istringstream in(LogText());
         for (std::string line; std::getline(in, line);)
             if (line.size() > 22)
                 lines.push_back(line.substr(21, line.size() - 22));
-        return lines;
+        return {lines.end() - static_cast<std::ptrdiff_t>(std::min(count, lines.size())),
+                lines.end()};
     }
-    static std::string Trace(const std::wstring& text) {
-        return "TRACE    " + std::string(text.begin(), text.end());
-    }
+    static std::string Trace(const std::wstring& text) { return "TRACE    " + Narrow(text); }
 
     // A copy in the sandbox of one of the built patch targets.
     std::wstring CopyOfImage(const std::string& name) {
@@ -108,8 +99,6 @@ protected:
         WriteFile(copy, ReadFile(Built(FERRYMARK_RESOURCE_IMAGES "/" + name + ".exe")));
         return copy;
     }
-
-    std::wstring logPath;
 };
 
 TEST_F(ResourcesTest, ExtractResourceWritesTheTemplatesAndTheStubByteForByte) {
@@ -130,7 +119,7 @@ TEST_F(ResourcesTest, ExtractResourceWritesTheTemplatesAndTheStubByteForByte) {
         const std::string expected = ReadFile(Built(expectedFile));
         EXPECT_FALSE(expected.empty());
         EXPECT_TRUE(ReadFile(target) == expected) << "the written file differs";
-        EXPECT_EQ(Logged().back(), Trace(L"ExtractResource " + target));
+        EXPECT_EQ(Last(1), std::vector<std::string>{Trace(L"ExtractResource " + target)});
     }
 }
 
@@ -178,7 +167,7 @@ TEST_F(ResourcesTest, PatchToFsxSetsTheFsxVersionAndKeepsEveryOtherResource) {
         EXPECT_EQ(FileResource(target, ResourceType::Version, 1), block);
         for (std::size_t i = 0; i < before.size(); ++i)
             EXPECT_EQ(FileResource(target, kept[i].first, kept[i].second), before[i]) << i;
-        EXPECT_EQ(Logged().back(), Trace(L"PatchToFSX " + target));
+        EXPECT_EQ(Last(1), std::vector<std::string>{Trace(L"PatchToFSX " + target)});
     }
 }
 
@@ -200,12 +189,9 @@ TEST_F(ResourcesTest, FailuresLeaveTheTargetAndSayWhyAtTrace) {
         const std::string before = ReadFile(path);
         EXPECT_FALSE(patch ? PatchToFSX(path) : ExtractResource(IDR_SIMBASE_V3_DLL, path, type));
         EXPECT_EQ(ReadFile(path), before);
-        const std::vector<std::string> lines = Logged();
-        ASSERT_GE(lines.size(), 2u);
-        EXPECT_EQ(
-            std::vector<std::string>(lines.end() - 2, lines.end()),
-            (std::vector<std::string>{Trace((patch ? L"PatchToFSX " : L"ExtractResource ") + path),
-                                      Trace(reason)}));
+        EXPECT_EQ(Last(2), (std::vector<std::string>{
+                               Trace((patch ? L"PatchToFSX " : L"ExtractResource ") + path),
+                               Trace(reason)}));
     }
 }
 

@@ -1,6 +1,7 @@
-// Where a simulator is: the stored location against the simulator's own
-// registry values, the folder test, the version and the values SetLocation writes.
-#include "app/logger.h"
+// The six simulator records: their folders, where a simulator is (the stored
+// location against its own registry values), its version, the values SetLocation
+// writes, and whether another process holds its folders.
+#include "app/machine.h"
 #include "app/registry_key.h"
 #include "engine/backup.h"
 #include "platform/fs.h"
@@ -9,6 +10,8 @@
 #include "support/simulator_sandbox.h"
 
 #include <gtest/gtest.h>
+
+#include <tuple>
 
 namespace {
 
@@ -37,48 +40,66 @@ protected:
 
 } // namespace
 
+TEST_F(SimulatorLocationTest, FolderSlotsBecomePathsAndOnlyALocatedTargetIsTargetable) {
+    const std::wstring documents = GetKnownFolder(KnownFolder::Documents);
+    StoreLocation(L"Flight Simulator X", L"C:\\Sim");
+    StoreLocation(L"Prepar3D v1", L"C:\\Sim\\");
+    StoreLocation(L"Prepar3D v3", L"C:\\P3Dv3");
+    const std::tuple<std::size_t, int, std::wstring> cases[] = {
+        {0, RoamingAppData, GetKnownFolder(KnownFolder::RoamingAppData) + L"\\Microsoft\\FSX"},
+        {0, UserFiles, documents + L"\\Flight Simulator X Files"},
+        {0, UserPictures, GetKnownFolder(KnownFolder::Pictures) + L"\\Flight Simulator X Files"},
+        {0, Root, L"C:\\Sim"},
+        {0, RootExecutable, L"C:\\Sim\\fsx.exe"},
+        {1, ProgramData, GetKnownFolder(KnownFolder::ProgramData) + L"\\LockheedMartin\\Prepar3D"},
+        {1, LocalAppData, GetKnownFolder(KnownFolder::LocalAppData) + L"\\LockheedMartin\\Prepar3D"},
+        {1, RootExecutable, L"C:\\Sim\\Prepar3D.exe"},
+        {4, UserAddons, documents + L"\\Prepar3D v4 Add-ons"},
+        {4, Root, L""},
+        {4, RootExecutable, L"Prepar3D.exe"},
+        {5, 8, L""},
+        {5, -1, L""},
+    };
+    for (const auto& [index, slot, path] : cases)
+        EXPECT_EQ(simulators[index]->GetFolder(static_cast<SimulatorFolder>(slot)), path)
+            << index << " slot " << slot;
+    // From version 3 on a simulator can be a target, once it has a location.
+    for (std::size_t i = 0; i < simulators.size(); ++i) {
+        EXPECT_EQ(simulators[i]->Targetable(), i >= 3) << i;
+        EXPECT_EQ(simulators[i]->IsTargetable(), i == 3) << i;
+    }
+}
+
 TEST_F(SimulatorLocationTest, StoredLocationIsTheTruthAndTheMachinesIsVerified) {
     const std::wstring installFolder = InFolder(L"Prepar3D v4");
-    MakeFolder(installFolder);
+    const std::wstring marker = installFolder + L"\\eula_prepar3d_v4_academic.rtf";
     StoreLocation(L"Prepar3D v4", L"D:\\Deleted\\Since");
-    {
-        RegistryKey own(HKLM, V4().RegistryKeyPath(), false);
-        own.WriteString(L"SetupPath", installFolder);
-    }
+    RegistryKey(HKLM, V4().RegistryKeyPath(), false).WriteString(L"SetupPath", installFolder);
     EXPECT_EQ(V4().GetLocation(true), L"D:\\Deleted\\Since") << "never verified";
     EXPECT_EQ(V4().GetLocation(false), L"") << "no marker file: refused";
-
-    MakeFolder(installFolder + L"\\eula_prepar3d_v4_academic.rtf");
-    EXPECT_FALSE(V4().VerifyFolder(installFolder))
-        << "a installFolder of the marker's name is refused";
+    MakeFolder(marker);
+    EXPECT_FALSE(V4().VerifyFolder(installFolder)) << "a folder of the marker's name is refused";
     EXPECT_EQ(V4().GetLocation(false), L"");
 
     platform::RemoveTree(installFolder);
     MakeFolder(installFolder);
-    WriteFile(installFolder + L"\\eula_prepar3d_v4_academic.rtf", "licence");
+    WriteFile(marker, "licence");
     EXPECT_TRUE(V4().VerifyFolder(installFolder));
-    EXPECT_TRUE(V4().VerifyFolder(installFolder + L"\\"))
-        << "a doubled separator still names the file";
+    EXPECT_TRUE(V4().VerifyFolder(installFolder + L"\\")) << "a doubled separator still names it";
     EXPECT_FALSE(V4().VerifyFolder(L""));
     EXPECT_FALSE(V3().VerifyFolder(installFolder)) << "another version's marker proves nothing";
     EXPECT_EQ(V4().GetLocation(false), installFolder);
-    EXPECT_EQ(V4().GetLocation(true), L"D:\\Deleted\\Since")
-        << "the machine's value does not change the stored one";
+    EXPECT_EQ(V4().GetLocation(true), L"D:\\Deleted\\Since");
 }
 
 TEST_F(SimulatorLocationTest, VersionAndBuildNumber) {
-    StoreLocation(L"Prepar3D v3", L"C:\\P3D", L"3.4.22.19868");
-    EXPECT_EQ(V3().GetVersion(true, L"ignored"), L"3.4.22.19868");
-    EXPECT_EQ(V3().GetBuildNumber(true), 19868);
     const std::pair<const wchar_t*, std::int32_t> cases[] = {
-        {L"4.5.12942.0", 0},      {L"4.5.14", 0},   {L"", 0},
-        {L"1.2.3.45abc", 45},     {L"1.2.3.x7", 0}, {L"1.2.3.4.5", 0},
-        {L"5.0.24.34874", 34874},
-    };
+        {L"3.4.22.19868", 19868}, {L"4.5.12942.0", 0}, {L"4.5.14", 0},   {L"", 0},
+        {L"1.2.3.45abc", 45},     {L"1.2.3.x7", 0},    {L"1.2.3.4.5", 0}};
     for (const auto& [version, build] : cases) {
         StoreLocation(L"Prepar3D v3", L"C:\\P3D", version);
-        EXPECT_EQ(V3().GetBuildNumber(true), build)
-            << std::string(version, version + wcslen(version));
+        EXPECT_EQ(V3().GetVersion(true, L"ignored"), version);
+        EXPECT_EQ(V3().GetBuildNumber(true), build) << Narrow(version);
     }
     // Read from the install folder, a missing version file gives the empty version.
     EXPECT_EQ(V3().GetVersion(false, Folder()), L"");
@@ -102,14 +123,13 @@ TEST_F(SimulatorLocationTest, FsxWritesItsValuesInThe32BitView) {
     EXPECT_EQ(machine.ReadString(L"SetupPath", L"gone"), L"gone");
     EXPECT_EQ(RegistryKey(HKCU, key, true).ReadString(L"AppPath", L"gone"), L"gone");
     EXPECT_EQ(machine.ReadDword(L"LangID", 0), 1031u) << "LangID is never deleted";
-
-    // Clearing alone never writes a language.
     machine.DeleteValue(L"LangID");
     EXPECT_TRUE(Fsx().SetLocation(L""));
-    EXPECT_EQ(machine.ReadDword(L"LangID", 0), 0u);
+    EXPECT_EQ(machine.ReadDword(L"LangID", 0), 0u) << "clearing never writes a language";
 }
 
 TEST_F(SimulatorLocationTest, Prepar3DWritesContentAndSceneryKeysFromVersion3On) {
+    OpenLog(L"DEBUG");
     const std::wstring key2 = V2().RegistryKeyPath();
     EXPECT_TRUE(V2().SetLocation(L"D:\\P3D"));
     EXPECT_EQ(RegistryKey(HKLM, In32BitView(key2), false).ReadString(L"SetupPath", L""),
@@ -119,90 +139,55 @@ TEST_F(SimulatorLocationTest, Prepar3DWritesContentAndSceneryKeysFromVersion3On)
     EXPECT_EQ(RegistryKey(HKCU, key2, true).ReadString(L"AppPath", L""), L"D:\\P3D\\");
     EXPECT_EQ(RegistryKey(HKCU, key2, true).ReadDword(L"Installed", 0), 1u);
 
-    // Version 3 is 32-bit: its three keys lie in the 32-bit view.
-    const std::wstring key3 = V3().RegistryKeyPath();
+    // Version 3 is 32-bit and version 4 64-bit: their three keys lie in that view only.
+    const std::wstring key3 = V3().RegistryKeyPath(), key4 = V4().RegistryKeyPath();
     EXPECT_TRUE(V3().SetLocation(L"D:\\P3D"));
-    for (const wchar_t* suffix : {L"", L" Content", L" Scenery"})
-        EXPECT_EQ(
-            RegistryKey(HKLM, In32BitView(key3 + suffix), false).ReadString(L"SetupPath", L""),
-            L"D:\\P3D\\");
-    EXPECT_FALSE(RegistryKey::Exists(HKLM, key3, false));
-
-    // Version 4 is 64-bit: its keys stay out of the 32-bit view.
-    const std::wstring key4 = V4().RegistryKeyPath();
     EXPECT_TRUE(V4().SetLocation(L"D:\\P3D v5\\"));
-    for (const wchar_t* suffix : {L"", L" Content", L" Scenery"})
+    for (const wchar_t* suffix : {L"", L" Content", L" Scenery"}) {
+        EXPECT_EQ(RegistryKey(HKLM, In32BitView(key3 + suffix), false).ReadString(L"SetupPath", L""),
+                  L"D:\\P3D\\");
         EXPECT_EQ(RegistryKey(HKLM, key4 + suffix, false).ReadString(L"SetupPath", L""),
                   L"D:\\P3D v5\\");
+    }
+    EXPECT_FALSE(RegistryKey::Exists(HKLM, key3, false));
     EXPECT_FALSE(RegistryKey::Exists(HKLM, In32BitView(key4), false));
 
-    // Clearing deletes what was written and leaves the keys.
+    // Clearing deletes what was written and leaves the keys and the other simulators.
     EXPECT_TRUE(V3().SetLocation(L""));
     for (const wchar_t* suffix : {L"", L" Content", L" Scenery"})
         EXPECT_EQ(RegistryKey(HKLM, key3 + suffix, true).ReadString(L"SetupPath", L"gone"),
                   L"gone");
     EXPECT_EQ(RegistryKey(HKCU, key3, true).ReadString(L"AppPath", L"gone"), L"gone");
     EXPECT_EQ(RegistryKey(HKCU, key3, true).ReadDword(L"Installed", 7), 7u);
-    EXPECT_EQ(RegistryKey(HKLM, key4, false).ReadString(L"SetupPath", L""), L"D:\\P3D v5\\")
-        << "clearing one simulator leaves the others";
-}
-
-TEST_F(SimulatorLocationTest, SetLocationLogsAtDebug) {
-    const std::wstring logPath = InFolder(L"log.txt");
-    Logger::OpenFile(logPath);
-    Logger::SetLevel(L"DEBUG");
-    V3().SetLocation(L"D:\\P3D");
-    V3().SetLocation(L"");
-    Logger::SetLevel(L"INFO");
-    Logger::Instance().close();
-    const std::string log = ReadFile(logPath);
-    EXPECT_NE(log.find("DEBUG    Setting Prepar3D v3 location to D:\\P3D\r\n"), std::string::npos)
-        << log;
-    EXPECT_NE(log.find("DEBUG    Clearing Prepar3D v3 location\r\n"), std::string::npos) << log;
-}
-
-TEST_F(SimulatorLocationTest, NothingInUseWhenNothingRunsOrIsHeld) {
-    StoreLocation(L"Prepar3D v4", Folder());
-    const std::wstring logPath = InFolder(L"log.txt");
-    Logger::OpenFile(logPath);
-    for (const auto& sim : simulators)
-        EXPECT_FALSE(sim->IsInUse())
-            << std::string(sim->ShortName().begin(), sim->ShortName().end());
-    Logger::Instance().close();
-    EXPECT_EQ(ReadFile(logPath), "");
+    EXPECT_EQ(RegistryKey(HKLM, key4, false).ReadString(L"SetupPath", L""), L"D:\\P3D v5\\");
+    EXPECT_NE(LogText().find("DEBUG    Setting Prepar3D v3 location to D:\\P3D\r\n"),
+              std::string::npos);
+    EXPECT_NE(LogText().find("DEBUG    Clearing Prepar3D v3 location\r\n"), std::string::npos);
 }
 
 TEST_F(SimulatorLocationTest, AHeldFolderOrItsBackupPutsTheSimulatorInUse) {
     using other_process::Hold;
     using other_process::Holder;
     StoreLocation(L"Prepar3D v4", Folder());
+    OpenLog(L"Info");
+    for (const auto& sim : simulators)
+        EXPECT_FALSE(sim->IsInUse()) << Narrow(sim->ShortName());
+    EXPECT_EQ(LogText(), "") << "nothing runs or is held";
+
     const std::wstring programData = V4().GetFolder(ProgramData);
     const std::wstring roamingBackup = GetBackupPath(V4().GetFolder(RoamingAppData));
-    MakeFolder(programData);
-    MakeFolder(roamingBackup);
-    const std::wstring logPath = InFolder(L"log.txt");
-    Logger::OpenFile(logPath);
-    {
-        Holder holder(Hold::WorkingFolder, programData);
-        ASSERT_TRUE(holder.Started()) << holder.Failure();
-        EXPECT_TRUE(V4().IsInUse());
-        EXPECT_FALSE(V5().IsInUse()) << "another version's folders are not held";
+    for (const std::wstring& held : {programData, roamingBackup}) {
+        MakeFolder(held);
+        {
+            Holder holder(Hold::WorkingFolder, held);
+            ASSERT_TRUE(holder.Started()) << holder.Failure();
+            EXPECT_TRUE(V4().IsInUse()) << Narrow(held);
+            EXPECT_FALSE(V5().IsInUse()) << "another version's folders are not held";
+        }
+        EXPECT_FALSE(V4().IsInUse()) << "released, nothing holds the simulator";
+        platform::RemoveTree(held);
+        EXPECT_NE(LogText().find("   WARN    Folder in use " + Narrow(held) + "\r\n"),
+                  std::string::npos)
+            << LogText();
     }
-    {
-        Holder holder(Hold::WorkingFolder, roamingBackup);
-        ASSERT_TRUE(holder.Started()) << holder.Failure();
-        EXPECT_TRUE(V4().IsInUse()) << "a held backup counts as well";
-    }
-    EXPECT_FALSE(V4().IsInUse()) << "released, nothing holds the simulator";
-    Logger::Instance().close();
-    platform::RemoveTree(programData);
-    platform::RemoveTree(roamingBackup);
-
-    const std::string log = ReadFile(logPath);
-    const std::string programDataText(programData.begin(), programData.end());
-    const std::string backupText(roamingBackup.begin(), roamingBackup.end());
-    EXPECT_NE(log.find("   WARN    Folder in use " + programDataText + "\r\n"), std::string::npos)
-        << log;
-    EXPECT_NE(log.find("   WARN    Folder in use " + backupText + "\r\n"), std::string::npos)
-        << log;
 }

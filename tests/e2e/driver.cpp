@@ -1,11 +1,14 @@
 #include "e2e/driver.h"
 
 #include <cstdio>
+#include <filesystem>
 #include <vector>
 
-ProgramRun::ProgramRun(const std::wstring& program) {
-    std::wstring folder = program.substr(0, program.find_last_of(L'\\'));
-    std::wstring commandLine = L"\"" + program + L"\"";
+ProgramRun::ProgramRun(const std::wstring& program, const std::wstring& arguments,
+                       std::wstring folder) {
+    if (folder.empty())
+        folder = program.substr(0, program.find_last_of(L'\\'));
+    std::wstring commandLine = L"\"" + program + L"\" " + arguments;
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
     PROCESS_INFORMATION info{};
@@ -154,22 +157,8 @@ bool FileExists(const std::wstring& path) {
 }
 
 void RemoveTreeQuietly(const std::wstring& path) {
-    WIN32_FIND_DATAW found{};
-    HANDLE search = FindFirstFileW((path + L"\\*").c_str(), &found);
-    if (search != INVALID_HANDLE_VALUE) {
-        do {
-            const std::wstring name = found.cFileName;
-            if (name == L"." || name == L"..")
-                continue;
-            const std::wstring child = path + L"\\" + name;
-            if (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
-                RemoveTreeQuietly(child);
-            else
-                DeleteFileW(child.c_str());
-        } while (FindNextFileW(search, &found));
-        FindClose(search);
-    }
-    RemoveDirectoryW(path.c_str());
+    std::error_code ignored;
+    std::filesystem::remove_all(path, ignored);
 }
 
 std::wstring Environment(const wchar_t* name) {

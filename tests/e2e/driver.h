@@ -11,8 +11,9 @@
 
 class ProgramRun {
 public:
-    // Starts `program` with its own folder as working folder.
-    explicit ProgramRun(const std::wstring& program);
+    // Starts `program` with `arguments`, from its own folder unless another is given.
+    explicit ProgramRun(const std::wstring& program, const std::wstring& arguments = L"",
+                        std::wstring folder = L"");
     // Ends the process if it still runs.
     ~ProgramRun();
     ProgramRun(const ProgramRun&) = delete;

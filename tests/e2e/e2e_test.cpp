@@ -105,52 +105,42 @@ protected:
 
 } // namespace
 
-TEST_F(ProgramTest, ShowsTheMainDialogAndLogsItsStart) {
+TEST_F(ProgramTest, StartsLogsEndsThreeWaysAndRefusesASecondStart) {
     RegistryKey system(HKLM, L"Software\\Microsoft\\Windows NT\\CurrentVersion", false);
     const std::wstring savedRelease = system.ReadString(L"ReleaseId", L"");
     system.WriteString(L"ReleaseId", L"2009");
-    RunOnce(kEscape, [](HWND dialog) {
+    RunOnce(kEscape, [&](HWND dialog) {
         Screenshot(dialog, L"main-dialog");
         // Menu handles cannot be read across processes under Wine; that the bar is
-        // there shows here, and its File, Exit is pressed in another test.
+        // there shows here, and its File, Exit is pressed below.
         EXPECT_NE(GetMenu(dialog), nullptr);
         EXPECT_EQ(WindowText(GetDlgItem(dialog, 606)), L"");
         EXPECT_EQ(ClassName(GetDlgItem(dialog, 606)), L"SysListView32");
         EXPECT_EQ(ClassName(GetDlgItem(dialog, 604)), L"ComboBox");
-    });
-    const std::vector<std::string> lines = Log();
-    EXPECT_TRUE(std::regex_match(lines.at(0), std::regex(kStartLine + "2009"))) << lines[0];
-    EXPECT_EQ(CountMatching(lines, "^.{19}   WARN    WinSparkle\\.dll"), 1) << "said once, at WARN";
-    EXPECT_EQ(CountMatching(lines, "   INFO    Appcast URL https://"), 1);
 
-    // Without ReleaseId, as on older Windows, the line ends in N/A.
-    system.DeleteValue(L"ReleaseId");
-    RemoveTreeQuietly(dataFolder);
-    RunOnce();
-    if (!savedRelease.empty())
-        system.WriteString(L"ReleaseId", savedRelease);
-    EXPECT_TRUE(std::regex_match(Log().at(0), std::regex(kStartLine + "N/A"))) << Data();
-}
-
-TEST_F(ProgramTest, EscapeCloseBoxAndFileExitEndTheProgram) {
-    for (Ending how : {kEscape, kCloseBox, kFileExit}) {
-        RunOnce(how);
-        EXPECT_EQ(LastEntry(), kShutdown);
-    }
-}
-
-TEST_F(ProgramTest, ASecondStartIsRefusedAndLeavesTheLogAlone) {
-    RunOnce(kEscape, [&](HWND) {
         const std::string logBefore = Data();
         ASSERT_FALSE(logBefore.empty());
         ExpectBox(L"Ferrymark is already running.", L"already-running", 2);
         EXPECT_EQ(Data(), logBefore) << "the second start must not touch the log";
         EXPECT_FALSE(FileExists(dataFolder + L"\\log1.txt")) << "nor rotate it";
     });
-
-    // Once the first has ended, the name is free again.
-    RunOnce();
+    const std::vector<std::string> lines = Log();
+    EXPECT_TRUE(std::regex_match(lines.at(0), std::regex(kStartLine + "2009"))) << lines[0];
+    EXPECT_EQ(CountMatching(lines, "^.{19}   WARN    WinSparkle\\.dll"), 1) << "said once, at WARN";
+    EXPECT_EQ(CountMatching(lines, "   INFO    Appcast URL https://"), 1);
     EXPECT_EQ(LastEntry(), kShutdown);
+
+    // Without ReleaseId, as on older Windows, the line ends in N/A. Once the first
+    // run has ended the name is free again; the close box and File, Exit end it too.
+    system.DeleteValue(L"ReleaseId");
+    for (Ending how : {kCloseBox, kFileExit}) {
+        RemoveTreeQuietly(dataFolder);
+        RunOnce(how);
+        EXPECT_TRUE(std::regex_match(Log().at(0), std::regex(kStartLine + "N/A"))) << Data();
+        EXPECT_EQ(LastEntry(), kShutdown);
+    }
+    if (!savedRelease.empty())
+        system.WriteString(L"ReleaseId", savedRelease);
 }
 
 TEST_F(ProgramTest, AnOldInstallStopsTheStart) {
@@ -173,7 +163,7 @@ TEST_F(ProgramTest, AnOldInstallStopsTheStart) {
     EXPECT_EQ(RegistryKey(HKLM, kOldInstallKey, true).ReadString(L"InstallLocation", L"-"), L"-");
 }
 
-TEST_F(ProgramTest, LogsRotateAtStartWithLogLimit) {
+TEST_F(ProgramTest, LogsRotateWithLogLimitAndTheUpdateFrameworkIsCalledInOrder) {
     CreateDirectoryW(L"C:\\ProgramData\\Kestrane", nullptr);
     CreateDirectoryW(dataFolder.c_str(), nullptr);
     WriteAll(dataFolder + L"\\log.txt", "run three\r\n");
@@ -181,25 +171,15 @@ TEST_F(ProgramTest, LogsRotateAtStartWithLogLimit) {
     WriteAll(dataFolder + L"\\log2.txt", "run one\r\n");
     WriteAll(dataFolder + L"\\log3.txt", "from a higher limit\r\n");
     ASSERT_TRUE(RegistryKey(HKLM, kSettingsKey, false).WriteDword(L"LogLimit", 3));
-    RunOnce();
-    EXPECT_EQ(Data(L"log1.txt"), "run three\r\n");
-    EXPECT_EQ(Data(L"log2.txt"), "run two\r\n");
-    EXPECT_EQ(Data(L"log3.txt"), "from a higher limit\r\n");
-    EXPECT_TRUE(std::regex_match(Log().at(0), std::regex(kStartLine + ".+"))) << Data();
-
-    // LogLimit 0: no rotation, the log grows.
-    ASSERT_TRUE(RegistryKey(HKLM, kSettingsKey, false).WriteDword(L"LogLimit", 0));
-    RunOnce();
-    EXPECT_EQ(Data(L"log1.txt"), "run three\r\n");
-    EXPECT_EQ(CountMatching(Log(), kStartLine), 2);
-}
-
-TEST_F(ProgramTest, UpdateFrameworkIsCalledInOrder) {
     ASSERT_TRUE(CopyFileW((buildFolder + L"\\test-doubles\\WinSparkle.dll").c_str(),
                           (installFolder + L"\\WinSparkle.dll").c_str(), FALSE));
     ASSERT_TRUE(RegistryKey(HKLM, kSettingsKey + L"\\Update", false)
                     .WriteString(L"AppcastURL", L"https://example.invalid/feed.xml"));
     RunOnce();
+    EXPECT_EQ(Data(L"log1.txt"), "run three\r\n");
+    EXPECT_EQ(Data(L"log2.txt"), "run two\r\n");
+    EXPECT_EQ(Data(L"log3.txt"), "from a higher limit\r\n");
+    EXPECT_TRUE(std::regex_match(Log().at(0), std::regex(kStartLine + ".+"))) << Data();
     // The calls end with the clean-up of a normal exit; no window exists at init.
     EXPECT_EQ(Lines(ReadAll(installFolder + L"\\winsparkle-calls.txt"), "\n"),
               (std::vector<std::string>{
@@ -208,4 +188,10 @@ TEST_F(ProgramTest, UpdateFrameworkIsCalledInOrder) {
                   "win_sparkle_init windows=0", "win_sparkle_cleanup"}));
     EXPECT_EQ(CountMatching(Log(), "INFO    Appcast URL https://example\\.invalid/feed\\.xml$"), 1);
     EXPECT_EQ(CountMatching(Log(), "WinSparkle"), 0) << "no warning when the framework is there";
+
+    // LogLimit 0: no rotation, the log grows.
+    ASSERT_TRUE(RegistryKey(HKLM, kSettingsKey, false).WriteDword(L"LogLimit", 0));
+    RunOnce();
+    EXPECT_EQ(Data(L"log1.txt"), "run three\r\n");
+    EXPECT_EQ(CountMatching(Log(), kStartLine), 2);
 }

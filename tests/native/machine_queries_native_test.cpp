@@ -1,6 +1,5 @@
 // The POSIX backend of the process query against a process table of the test's
 // own making: where the names come from, and how an unreadable table is answered.
-#include "app/logger.h"
 #include "app/machine_queries.h"
 #include "platform/posix/host.h"
 #include "platform/process.h"
@@ -26,16 +25,13 @@ class ProcessTableTest : public SandboxTest {
 protected:
     void SetUp() override {
         SandboxTest::SetUp();
-        Logger::OpenFile(InFolder(L"log.txt"));
-        Logger::SetLevel(L"Info");
+        OpenLog(L"Info");
         table = platform::posix::Root() + "/proc";
     }
     void TearDown() override {
         platform::posix::SetProcessTableFolder("");
-        Logger::Instance().close();
         SandboxTest::TearDown();
     }
-    std::string LogText() { return ReadFile(InFolder(L"log.txt")); }
     // A process folder of the table, with its comm file when `comm` is given.
     void Entry(const std::string& pid, const char* comm = nullptr) {
         ASSERT_EQ(mkdir((table + pid).c_str(), 0755), 0) << pid;

@@ -1,4 +1,4 @@
-// Another process that holds an item, and links, for the backup tests on POSIX:
+// Another process that holds an item, for the tests on POSIX:
 // a forked child opens a file or changes into a folder and waits on a pipe.
 #include "platform/posix/host.h"
 
@@ -70,13 +70,6 @@ void StopHolder(OtherProcess* process) {
     while (waitpid(process->pid, nullptr, 0) < 0 && errno == EINTR) {
     }
     delete process;
-}
-
-bool MakeLink(const std::wstring& link, const std::wstring& target, bool, std::string& why) {
-    if (symlink(platform::posix::HostPath(target).c_str(),
-                platform::posix::HostPath(link).c_str()) != 0)
-        return why = "symlink failed", false;
-    return true;
 }
 
 bool RunningUnderWine() {

@@ -1,6 +1,6 @@
 // Another process that holds a file open or has its working folder in a folder,
-// and symbolic links, for tests on either build. Each build implements these in
-// its own other_process.cpp.
+// for tests on either build. Each build implements these in its own
+// other_process.cpp.
 #pragma once
 
 #include <string>
@@ -11,7 +11,6 @@ enum class Hold { OpenFile, WorkingFolder };
 struct OtherProcess;
 OtherProcess* StartHolder(Hold how, const std::wstring& path, std::string& why);
 void StopHolder(OtherProcess* process);
-bool MakeLink(const std::wstring& link, const std::wstring& target, bool folder, std::string& why);
 bool RunningUnderWine();
 
 // A process that holds an item for as long as this object lives.

@@ -1,30 +1,24 @@
 #include "support/sandbox.h"
 
+#include "app/logger.h"
 #include "app/paths.h"
 #include "platform/fs.h"
 
-#include <fstream>
-#include <iterator>
+#include <stdexcept>
 
 namespace reg = platform::registry;
-
-namespace {
-
-std::wstring Widen(const std::string& text) {
-    return std::wstring(text.begin(), text.end());
-}
-
-} // namespace
 
 void SandboxTest::SetUp() {
     folder = CreateSandboxFolder();
     const ::testing::TestInfo* info = ::testing::UnitTest::GetInstance()->current_test_info();
-    keyPath =
-        L"Software\\FerrymarkTests\\" + Widen(info->test_suite_name()) + L"." + Widen(info->name());
+    const std::string name = std::string(info->test_suite_name()) + "." + info->name();
+    keyPath = L"Software\\FerrymarkTests\\" + std::wstring(name.begin(), name.end());
     DeleteTestKeys();
 }
 
 void SandboxTest::TearDown() {
+    Logger::Instance().close();
+    Logger::SetLevel(L"Info");
     DeleteTestKeys();
     RemoveSandboxFolder(folder);
 }
@@ -40,6 +34,16 @@ void SandboxTest::DeleteTestKeys() {
             reg::CloseKey(software);
         }
     }
+}
+
+void SandboxTest::MakeFolder(const std::wstring& path) {
+    if (platform::CreateFolders(path).Failed())
+        throw std::runtime_error("cannot create folder");
+}
+
+void SandboxTest::OpenLog(const wchar_t* level) {
+    Logger::OpenFile(InFolder(L"log.txt"));
+    Logger::SetLevel(level);
 }
 
 std::wstring SandboxTest::InFolder(const std::wstring& name) const {

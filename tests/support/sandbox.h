@@ -25,6 +25,11 @@ protected:
     // A registry path of this test alone, below Software, deleted before and after.
     const std::wstring& KeyPath() const { return keyPath; }
 
+    // Opens the process log in this test's folder at `level`; closed after the test.
+    void OpenLog(const wchar_t* level = L"TRACE");
+    std::string LogText() const { return ReadFile(InFolder(L"log.txt")); }
+    static std::string Narrow(const std::wstring& text) { return {text.begin(), text.end()}; }
+
 private:
     void DeleteTestKeys();
 

@@ -37,8 +37,3 @@ void SandboxTest::WriteFile(const std::wstring& path, const std::string& bytes) 
     if (!out)
         throw std::runtime_error("cannot write " + platform::posix::HostPath(path));
 }
-
-void SandboxTest::MakeFolder(const std::wstring& path) {
-    if (platform::CreateFolders(path).Failed())
-        throw std::runtime_error("cannot create folder");
-}

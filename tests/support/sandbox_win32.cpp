@@ -5,9 +5,7 @@
 
 #include <windows.h>
 
-#include <cstdio>
 #include <stdexcept>
-#include <vector>
 
 std::wstring CreateSandboxFolder() {
     wchar_t temp[MAX_PATH + 1] = {};
@@ -37,9 +35,4 @@ std::string SandboxTest::ReadFile(const std::wstring& path) {
 void SandboxTest::WriteFile(const std::wstring& path, const std::string& bytes) {
     if (!WriteAll(path, bytes))
         throw std::runtime_error("cannot write a test file");
-}
-
-void SandboxTest::MakeFolder(const std::wstring& path) {
-    if (platform::CreateFolders(path).Failed())
-        throw std::runtime_error("cannot create folder");
 }

@@ -1,8 +1,6 @@
-// Another process that holds an item, and links, for the backup tests on
-// Windows: the holder program beside the test program, started with
-// CreateProcessW and spoken to through two named events.
-#include "platform/fs.h"
-
+// Another process that holds an item, for the tests on Windows: the holder
+// program beside the test program, started with CreateProcessW and spoken to
+// through two named events.
 #include <windows.h>
 
 #include <string>
@@ -86,24 +84,6 @@ void StopHolder(OtherProcess* process) {
 bool RunningUnderWine() {
     HMODULE ntdll = GetModuleHandleW(L"ntdll.dll");
     return ntdll != nullptr && GetProcAddress(ntdll, "wine_get_version") != nullptr;
-}
-
-bool MakeLink(const std::wstring& link, const std::wstring& target, bool folder, std::string& why) {
-    const DWORD flags =
-        (folder ? SYMBOLIC_LINK_FLAG_DIRECTORY : 0) | SYMBOLIC_LINK_FLAG_ALLOW_UNPRIVILEGED_CREATE;
-    BOOLEAN made = CreateSymbolicLinkW(link.c_str(), target.c_str(), flags);
-    if (!made && GetLastError() == ERROR_INVALID_PARAMETER)
-        made = CreateSymbolicLinkW(link.c_str(), target.c_str(),
-                                   flags & ~DWORD{SYMBOLIC_LINK_FLAG_ALLOW_UNPRIVILEGED_CREATE});
-    if (!made)
-        return why = "CreateSymbolicLinkW failed with " + std::to_string(GetLastError()), false;
-    if (!platform::IsSymbolicLink(link)) {
-        why = RunningUnderWine()
-                  ? "Wine 8's CreateSymbolicLinkW reports success and creates no link"
-                  : "CreateSymbolicLinkW reported success and made no link";
-        return false;
-    }
-    return true;
 }
 
 } // namespace other_process
