@@ -124,4 +124,4 @@ gtest_discover_tests(stub_tests DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120
     TEST_PREFIX "e2e."
     PROPERTIES SKIP_REGULAR_EXPRESSION "${FERRYMARK_SKIP_PATTERN}"
                ENVIRONMENT "FERRYMARK_BUILD=${stub_build_folder}"
-               TIMEOUT 120)
+               TIMEOUT 120 FIXTURES_REQUIRED wineserver)
