@@ -11,6 +11,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cwchar>
 
 #include <chrono>
@@ -49,26 +50,38 @@ std::uint64_t NowAsFileTime() {
 
 class Statement {
 public:
+    // A statement that does not prepare (a broken or unreadable database) is
+    // reported on the error stream and stays null: binding to it does nothing,
+    // and stepping it yields no row and a failed run.
     Statement(sqlite3* db, const char* sql) {
-        sqlite3_prepare_v2(db, sql, -1, &statement, nullptr);
+        const int result = sqlite3_prepare_v2(db, sql, -1, &statement, nullptr);
+        if (result != SQLITE_OK) {
+            std::fprintf(stderr, "registry store: cannot prepare \"%s\": %s\n", sql,
+                         db != nullptr ? sqlite3_errmsg(db) : sqlite3_errstr(result));
+            sqlite3_finalize(statement);
+            statement = nullptr;
+        }
     }
     ~Statement() { sqlite3_finalize(statement); }
     Statement(const Statement&) = delete;
     Statement& operator=(const Statement&) = delete;
 
     Statement& Bind(int index, sqlite3_int64 value) {
-        sqlite3_bind_int64(statement, index, value);
+        if (statement != nullptr)
+            sqlite3_bind_int64(statement, index, value);
         return *this;
     }
     Statement& Bind(int index, const std::string& text) {
-        sqlite3_bind_text(statement, index, text.c_str(), static_cast<int>(text.size()),
-                          SQLITE_TRANSIENT);
+        if (statement != nullptr)
+            sqlite3_bind_text(statement, index, text.c_str(), static_cast<int>(text.size()),
+                              SQLITE_TRANSIENT);
         return *this;
     }
     Statement& BindBlob(int index, const std::uint8_t* data, std::uint32_t size) {
         static const std::uint8_t empty = 0;
-        sqlite3_bind_blob(statement, index, data != nullptr ? data : &empty, static_cast<int>(size),
-                          SQLITE_TRANSIENT);
+        if (statement != nullptr)
+            sqlite3_bind_blob(statement, index, data != nullptr ? data : &empty,
+                              static_cast<int>(size), SQLITE_TRANSIENT);
         return *this;
     }
     bool Step() { return statement != nullptr && sqlite3_step(statement) == SQLITE_ROW; }
@@ -79,6 +92,8 @@ public:
         return result == SQLITE_DONE || result == SQLITE_ROW;
     }
     void Reset() {
+        if (statement == nullptr)
+            return;
         sqlite3_reset(statement);
         sqlite3_clear_bindings(statement);
     }
@@ -168,6 +183,9 @@ public:
     ~Transaction() {
         sqlite3_exec(Db(), committed ? "COMMIT" : "ROLLBACK", nullptr, nullptr, nullptr);
     }
+    // A copy would end the same transaction a second time.
+    Transaction(const Transaction&) = delete;
+    Transaction& operator=(const Transaction&) = delete;
     void Commit() { committed = true; }
 
 private:

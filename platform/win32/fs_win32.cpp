@@ -16,16 +16,8 @@ bool IsAbsent(DWORD error) {
 }
 
 [[noreturn]] void Raise(const char* what, const std::wstring& path, DWORD error) {
-    std::string narrowPath(path.size(), '?');
-    for (std::size_t i = 0; i < path.size(); ++i)
-        if (path[i] < 0x80)
-            narrowPath[i] = static_cast<char>(path[i]);
-    std::wstring text = win32::SystemText(error);
-    std::string narrowText(text.begin(), text.end());
-    for (char& c : narrowText)
-        if (static_cast<unsigned char>(c) >= 0x80)
-            c = '?';
-    throw FileSystemError(std::string(what) + ": " + narrowText + " [" + narrowPath + "]");
+    throw FileSystemError(std::string(what) + ": " + ToFileApiCodePage(win32::SystemText(error)) +
+                          " [" + ToFileApiCodePage(path) + "]");
 }
 
 // Attributes of the item a path finally names, following links, or nothing.
