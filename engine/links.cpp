@@ -2,7 +2,7 @@
 
 #include "app/logger.h"
 #include "app/paths.h"
-#include "engine/file_system.h"
+#include "app/file_system.h"
 #include "platform/fs.h"
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-#include "engine/file_system.h"
+#include "app/file_system.h"
 
 #include "platform/fs.h"
 
