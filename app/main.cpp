@@ -58,8 +58,7 @@ int WINAPI wWinMain(HINSTANCE, HINSTANCE, PWSTR, int) {
     RegistryKey settings(RegistryHive::LocalMachine, kSettingsKey, false);
 
     // 4. Data folder.
-    const std::wstring knownFolder = GetKnownFolder(KnownFolder::ProgramData);
-    const std::wstring dataFolder = PathJoin(PathJoin(knownFolder, kCompanyFolder), kProductFolder);
+    const std::wstring dataFolder = GetDataFolder();
     if (!platform::Exists(dataFolder))
         CreateFoldersOrRaise(dataFolder);
 

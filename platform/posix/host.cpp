@@ -1,8 +1,11 @@
 #include "platform/posix/host.h"
+#include "platform/types.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <filesystem>
+#include <system_error>
 
 namespace platform::posix {
 namespace {
@@ -13,10 +16,6 @@ std::string& RootStorage() {
         return std::string(fromEnvironment != nullptr ? fromEnvironment : "/tmp/ferrymark-root");
     }();
     return root;
-}
-
-bool IsSeparator(wchar_t c) {
-    return c == L'\\' || c == L'/';
 }
 
 } // namespace
@@ -41,8 +40,8 @@ std::string HostPath(const std::wstring& windowsPath) {
             drive = static_cast<wchar_t>(drive - L'a' + L'A');
         prefix = Root() + "/" + static_cast<char>(drive);
         rest = windowsPath.substr(2);
-    } else if (windowsPath.size() >= 2 && IsSeparator(windowsPath[0]) &&
-               IsSeparator(windowsPath[1])) {
+    } else if (windowsPath.size() >= 2 && IsPathSeparator(windowsPath[0]) &&
+               IsPathSeparator(windowsPath[1])) {
         prefix = Root() + "/UNC";
         rest = windowsPath.substr(1);
     } else {
@@ -55,6 +54,12 @@ std::string HostPath(const std::wstring& windowsPath) {
     if (!prefix.empty() && (mapped.empty() || mapped[0] != '/'))
         mapped.insert(mapped.begin(), '/');
     return prefix + mapped;
+}
+
+int CreateHostFolders(const std::string& hostPath) {
+    std::error_code failure;
+    std::filesystem::create_directories(hostPath, failure);
+    return failure ? failure.value() : 0;
 }
 
 std::string ToUtf8(const std::wstring& text) {

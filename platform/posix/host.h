@@ -16,6 +16,10 @@ std::string Root();
 // The host path of a Windows-form path; a relative path stays relative.
 std::string HostPath(const std::wstring& windowsPath);
 
+// Creates a host folder with every missing parent: 0, or the errno of the step
+// that failed. A folder that is already there is success.
+int CreateHostFolders(const std::string& hostPath);
+
 std::string ToUtf8(const std::wstring& text);
 std::wstring FromUtf8(const std::string& text);
 

@@ -8,7 +8,6 @@
 #include "platform/registry.h"
 
 #include <sqlite3.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -137,7 +136,7 @@ public:
 private:
     void OpenDatabase() {
         const std::string root = posix::Root();
-        mkdir_p(root);
+        posix::CreateHostFolders(root);
         const std::string file = root + "/registry.sqlite3";
         if (sqlite3_open_v2(file.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE,
                             nullptr) != SQLITE_OK) {
@@ -161,16 +160,8 @@ private:
                      nullptr, nullptr, nullptr);
     }
 
-    static void mkdir_p(const std::string& path);
-
     sqlite3* db = nullptr;
 };
-
-void Store::mkdir_p(const std::string& path) {
-    for (std::size_t at = 1; at <= path.size(); ++at)
-        if (at == path.size() || path[at] == '/')
-            mkdir(path.substr(0, at).c_str(), 0777);
-}
 
 sqlite3* Db() {
     return Store::Get().Db();
