@@ -2,7 +2,7 @@
 //
 // The program's own resources: the build compiles the program's resource script
 // with the Windows resource compiler into a .res file and links its bytes in as
-// an array (see cmake/Resources.cmake); this file finds a resource in it. The
+// an array (see resources/CMakeLists.txt); this file finds a resource in it. The
 // version update of another file goes through LIEF, which rewrites the resource
 // tree of a PE image (giving an image without resources an empty tree first, as
 // Windows does). Where LIEF cannot, the update is refused at its start, as on a
