@@ -1,6 +1,7 @@
 // The entry function: brings the machine-wide pieces up in a fixed order, runs the
 // one message loop and takes the pieces down again.
 #include "app/constants.h"
+#include "app/file_system.h"
 #include "app/logger.h"
 #include "app/machine.h"
 #include "app/paths.h"
@@ -57,10 +58,9 @@ int WINAPI wWinMain(HINSTANCE, HINSTANCE, PWSTR, int) {
     RegistryKey settings(RegistryHive::LocalMachine, kSettingsKey, false);
 
     // 4. Data folder.
-    const std::wstring knownFolder = GetKnownFolder(KnownFolder::ProgramData);
-    const std::wstring dataFolder = PathJoin(PathJoin(knownFolder, kCompanyFolder), kProductFolder);
+    const std::wstring dataFolder = GetDataFolder();
     if (!platform::Exists(dataFolder))
-        platform::CreateFolders(dataFolder);
+        CreateFoldersOrRaise(dataFolder);
 
     // 5. Older logs move up one number before the new one is opened.
     RotateNumbered(dataFolder, L"log", L".txt",

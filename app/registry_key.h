@@ -61,3 +61,10 @@ private:
 
 // FILETIME ticks (100 ns since 1601-01-01) as a UTC calendar time.
 platform::CalendarTime FileTimeToCalendar(std::uint64_t ticks);
+
+// Moves a whole key tree: copies it to the destination and deletes it at the
+// source. True when the tree now stands at the destination and is gone from the
+// source. The caller must have closed its own handle on the source.
+bool Rename(RegistryHive sourceHive, std::wstring sourcePath, bool sourceWow32,
+            RegistryHive destinationHive, std::wstring destinationPath, bool destinationWow32,
+            bool overwrite);

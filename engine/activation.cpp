@@ -2,7 +2,7 @@
 #include "simulators/prepar3d.h"
 
 #include "app/paths.h"
-#include "engine/file_system.h"
+#include "app/file_system.h"
 #include "engine/links.h"
 #include "engine/resources.h"
 #include "engine/simbase.h"

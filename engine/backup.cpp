@@ -3,7 +3,7 @@
 #include "app/logger.h"
 #include "app/paths.h"
 #include "app/text.h"
-#include "engine/file_system.h"
+#include "app/file_system.h"
 #include "platform/fs.h"
 
 namespace {

@@ -2,8 +2,9 @@
 
 #include "app/logger.h"
 #include "app/paths.h"
-#include "engine/file_system.h"
+#include "app/file_system.h"
 #include "platform/fs.h"
+#include "platform/types.h"
 
 #include <cstdint>
 #include <new>
@@ -17,10 +18,6 @@ constexpr std::uint32_t kNotEnoughMemory = 12;
 
 void Log(int level, const std::wstring& text) {
     Logger::Write(level, L"", text);
-}
-
-bool IsSeparator(wchar_t c) {
-    return c == L'\\' || c == L'/';
 }
 
 // The system stores a link's target text as given, so it is cleaned first. An
@@ -51,12 +48,12 @@ std::wstring CleanLinkTarget(const std::wstring& target) {
     for (wchar_t c : root)
         cleaned += c == L'/' ? L'\\' : c;
     for (std::size_t i = root.size(); i < target.size(); ++i) {
-        if (!IsSeparator(target[i])) {
+        if (!platform::IsPathSeparator(target[i])) {
             cleaned += target[i];
             continue;
         }
         cleaned += L'\\';
-        while (i + 1 < target.size() && IsSeparator(target[i + 1]))
+        while (i + 1 < target.size() && platform::IsPathSeparator(target[i + 1]))
             ++i;
     }
     return cleaned;

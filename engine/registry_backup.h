@@ -13,13 +13,6 @@
 // other, and a closing backslash on one side does not matter.
 bool PathsOverlap(const std::wstring& first, const std::wstring& second);
 
-// Moves a whole key tree: copies it to the destination and deletes it at the
-// source. True when the tree now stands at the destination and is gone from the
-// source. The caller must have closed its own handle on the source.
-bool Rename(RegistryHive sourceHive, std::wstring sourcePath, bool sourceWow32,
-            RegistryHive destinationHive, std::wstring destinationPath, bool destinationWow32,
-            bool overwrite);
-
 // Moves the entries of the Uninstall key in the view that wow32 selects whose
 // install location overlaps `location` below `backupPath` (always in the 64-bit
 // view), each with its former last write time in "__LastModified". True, always.

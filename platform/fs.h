@@ -16,6 +16,8 @@ namespace platform {
 class FileSystemError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
+    // "<what>: <system text> [<path>]", in the code page of the file APIs.
+    FileSystemError(const char* what, const std::wstring& path, const std::wstring& systemText);
 };
 
 // True when the path names an existing item, following links: a link whose
@@ -53,6 +55,11 @@ bool IsFolderEmpty(const std::wstring& path);
 // that the file APIs select on Windows (ANSI or OEM), UTF-8 on POSIX. Characters
 // that the code page lacks come out as the platform's default character.
 std::string ToFileApiCodePage(const std::wstring& text);
+
+inline FileSystemError::FileSystemError(const char* what, const std::wstring& path,
+                                        const std::wstring& systemText)
+    : std::runtime_error(std::string(what) + ": " + ToFileApiCodePage(systemText) + " [" +
+                         ToFileApiCodePage(path) + "]") {}
 
 // Makes a symbolic link at `link` whose stored target text is `target`, with the
 // flags of CreateSymbolicLinkW (1: the target is a folder; 2: unprivileged mode).

@@ -6,6 +6,12 @@
 
 namespace platform {
 
+// A separator of a Windows-form path: both the backslash and the slash count,
+// on every build.
+inline bool IsPathSeparator(wchar_t c) {
+    return c == L'\\' || c == L'/';
+}
+
 // The outcome of a call that reports failure through an error code rather than an
 // exception. code is the platform's own number (a Win32 error on Windows, errno on
 // POSIX); text is the system's description of it, without a trailing line end.

@@ -20,6 +20,8 @@ echo "== win64: Wine unit tests and the program end to end under Xvfb =="
 rm -rf build/win64/screenshots && mkdir -p build/win64/screenshots
 xvfb-run -a -s "-screen 0 1280x1024x24" ctest --preset win64 2>&1 | tee "$log_win64"
 [ "${PIPESTATUS[0]}" -eq 0 ] || status=1
+# The run ends its Wine server itself (wineserver.stop); this catches a run that
+# was cut short.
 WINEPREFIX=$PWD/build/win64/wineprefix wineserver -k 2>/dev/null || true
 
 for shot in build/win64/screenshots/*.bmp; do

@@ -8,6 +8,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
+#include <system_error>
+
 namespace platform {
 
 namespace posix {
@@ -25,43 +28,16 @@ SystemError FromErrno(int error) {
     return result;
 }
 
-[[noreturn]] void Raise(const char* what, const std::string& hostPath, int error) {
-    throw FileSystemError(std::string(what) + ": " + std::strerror(error) + " [" + hostPath + "]");
+[[noreturn]] void Raise(const char* what, const std::wstring& path, int error) {
+    throw FileSystemError(what, path, posix::FromUtf8(std::strerror(error)));
 }
 
 bool IsAbsent(int error) {
     return error == ENOENT || error == ENOTDIR || error == ELOOP || error == ENAMETOOLONG;
 }
 
-SystemError RemoveHostTree(const std::string& hostPath) {
-    struct stat info {};
-    if (lstat(hostPath.c_str(), &info) != 0)
-        return FromErrno(errno);
-    if (!S_ISDIR(info.st_mode)) {
-        if (unlink(hostPath.c_str()) != 0)
-            return FromErrno(errno);
-        return {};
-    }
-    DIR* folder = opendir(hostPath.c_str());
-    if (folder == nullptr)
-        return FromErrno(errno);
-    SystemError failure;
-    while (dirent* entry = readdir(folder)) {
-        if (std::strcmp(entry->d_name, ".") == 0 || std::strcmp(entry->d_name, "..") == 0)
-            continue;
-        failure = RemoveHostTree(hostPath + "/" + entry->d_name);
-        if (failure.Failed())
-            break;
-    }
-    closedir(folder);
-    if (failure.Failed())
-        return failure;
-    if (rmdir(hostPath.c_str()) != 0)
-        return FromErrno(errno);
-    return {};
-}
-
-// Copies a regular file; without `overwrite` an existing destination is an error.
+// Copies a regular file, for a move between file systems and for CopyFileTo;
+// without `overwrite` an existing destination is an error.
 SystemError CopyHostFile(const std::string& from, const std::string& to, bool overwrite = true) {
     int in = open(from.c_str(), O_RDONLY | O_CLOEXEC);
     if (in < 0)
@@ -111,7 +87,7 @@ bool Exists(const std::wstring& path) {
         return true;
     if (IsAbsent(errno))
         return false;
-    Raise("exists", host, errno);
+    Raise("exists", path, errno);
 }
 
 bool IsFolder(const std::wstring& path) {
@@ -121,7 +97,7 @@ bool IsFolder(const std::wstring& path) {
         return S_ISDIR(info.st_mode);
     if (IsAbsent(errno))
         return false;
-    Raise("is_directory", host, errno);
+    Raise("is_directory", path, errno);
 }
 
 bool IsSymbolicLink(const std::wstring& path) {
@@ -131,7 +107,7 @@ bool IsSymbolicLink(const std::wstring& path) {
         return S_ISLNK(info.st_mode);
     if (IsAbsent(errno))
         return false;
-    Raise("is_symlink", host, errno);
+    Raise("is_symlink", path, errno);
 }
 
 SystemError RemoveItem(const std::wstring& path) {
@@ -146,18 +122,22 @@ SystemError RemoveItem(const std::wstring& path) {
 }
 
 SystemError RemoveTree(const std::wstring& path) {
-    return RemoveHostTree(posix::HostPath(path));
+    const std::string host = posix::HostPath(path);
+    struct stat info {};
+    if (lstat(host.c_str(), &info) != 0)
+        return FromErrno(errno);
+    // Links inside the tree are removed, not followed.
+    std::error_code failure;
+    std::filesystem::remove_all(host, failure);
+    if (failure)
+        return FromErrno(failure.value());
+    return {};
 }
 
 SystemError CreateFolders(const std::wstring& path) {
     const std::string host = posix::HostPath(path);
-    for (std::size_t at = 1; at <= host.size(); ++at) {
-        if (at != host.size() && host[at] != '/')
-            continue;
-        const std::string part = host.substr(0, at);
-        if (mkdir(part.c_str(), 0777) != 0 && errno != EEXIST)
-            return FromErrno(errno);
-    }
+    if (const int error = posix::CreateHostFolders(host))
+        return FromErrno(error);
     struct stat info {};
     if (stat(host.c_str(), &info) != 0)
         return FromErrno(errno);
@@ -204,7 +184,7 @@ bool IsFolderEmpty(const std::wstring& path) {
     const std::string host = posix::HostPath(path);
     DIR* folder = opendir(host.c_str());
     if (folder == nullptr)
-        Raise("is_empty", host, errno);
+        Raise("is_empty", path, errno);
     bool empty = true;
     errno = 0;
     while (dirent* entry = readdir(folder)) {
@@ -216,7 +196,7 @@ bool IsFolderEmpty(const std::wstring& path) {
     const int error = errno;
     closedir(folder);
     if (empty && error != 0)
-        Raise("is_empty", host, error);
+        Raise("is_empty", path, error);
     return empty;
 }
 

@@ -1,7 +1,11 @@
 #include "platform/posix/host.h"
+#include "platform/types.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <filesystem>
+#include <system_error>
 
 namespace platform::posix {
 namespace {
@@ -12,10 +16,6 @@ std::string& RootStorage() {
         return std::string(fromEnvironment != nullptr ? fromEnvironment : "/tmp/ferrymark-root");
     }();
     return root;
-}
-
-bool IsSeparator(wchar_t c) {
-    return c == L'\\' || c == L'/';
 }
 
 } // namespace
@@ -40,8 +40,8 @@ std::string HostPath(const std::wstring& windowsPath) {
             drive = static_cast<wchar_t>(drive - L'a' + L'A');
         prefix = Root() + "/" + static_cast<char>(drive);
         rest = windowsPath.substr(2);
-    } else if (windowsPath.size() >= 2 && IsSeparator(windowsPath[0]) &&
-               IsSeparator(windowsPath[1])) {
+    } else if (windowsPath.size() >= 2 && IsPathSeparator(windowsPath[0]) &&
+               IsPathSeparator(windowsPath[1])) {
         prefix = Root() + "/UNC";
         rest = windowsPath.substr(1);
     } else {
@@ -79,6 +79,12 @@ std::wstring WindowsPath(const std::string& hostPath) {
     return path;
 }
 
+int CreateHostFolders(const std::string& hostPath) {
+    std::error_code failure;
+    std::filesystem::create_directories(hostPath, failure);
+    return failure ? failure.value() : 0;
+}
+
 std::string ToUtf8(const std::wstring& text) {
     std::string out;
     out.reserve(text.size());
@@ -106,29 +112,51 @@ std::string ToUtf8(const std::wstring& text) {
 }
 
 std::wstring FromUtf8(const std::string& text) {
+    // Each malformed sequence (a stray continuation byte, a lead byte without
+    // its continuations, an overlong form, a surrogate, a value above U+10FFFF)
+    // becomes one U+FFFD; decoding goes on at the first byte that does not
+    // belong to it.
     std::wstring out;
     out.reserve(text.size());
-    for (std::size_t i = 0; i < text.size();) {
-        auto b = static_cast<unsigned char>(text[i]);
-        std::uint32_t c = 0xFFFD;
-        std::size_t length = 1;
-        if (b < 0x80) {
-            c = b;
-        } else if ((b & 0xE0) == 0xC0 && i + 1 < text.size()) {
-            c = ((b & 0x1Fu) << 6) | (static_cast<unsigned char>(text[i + 1]) & 0x3Fu);
-            length = 2;
-        } else if ((b & 0xF0) == 0xE0 && i + 2 < text.size()) {
-            c = ((b & 0x0Fu) << 12) | ((static_cast<unsigned char>(text[i + 1]) & 0x3Fu) << 6) |
-                (static_cast<unsigned char>(text[i + 2]) & 0x3Fu);
-            length = 3;
-        } else if ((b & 0xF8) == 0xF0 && i + 3 < text.size()) {
-            c = ((b & 0x07u) << 18) | ((static_cast<unsigned char>(text[i + 1]) & 0x3Fu) << 12) |
-                ((static_cast<unsigned char>(text[i + 2]) & 0x3Fu) << 6) |
-                (static_cast<unsigned char>(text[i + 3]) & 0x3Fu);
-            length = 4;
+    const std::size_t size = text.size();
+    for (std::size_t i = 0; i < size;) {
+        const auto lead = static_cast<unsigned char>(text[i]);
+        if (lead < 0x80) {
+            out += static_cast<wchar_t>(lead);
+            ++i;
+            continue;
         }
-        out += static_cast<wchar_t>(c);
-        i += length;
+        std::size_t length = 0;
+        std::uint32_t c = 0;
+        std::uint32_t lowest = 0;
+        if (lead >= 0xC2 && lead <= 0xDF) {
+            length = 2;
+            c = lead & 0x1Fu;
+            lowest = 0x80;
+        } else if (lead >= 0xE0 && lead <= 0xEF) {
+            length = 3;
+            c = lead & 0x0Fu;
+            lowest = 0x800;
+        } else if (lead >= 0xF0 && lead <= 0xF4) {
+            length = 4;
+            c = lead & 0x07u;
+            lowest = 0x10000;
+        }
+        std::size_t used = 1;
+        bool valid = length != 0;
+        while (valid && used < length) {
+            if (i + used >= size ||
+                (static_cast<unsigned char>(text[i + used]) & 0xC0) != 0x80) {
+                valid = false;
+                break;
+            }
+            c = (c << 6) | (static_cast<unsigned char>(text[i + used]) & 0x3Fu);
+            ++used;
+        }
+        if (valid && (c < lowest || c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF)))
+            valid = false;
+        out += valid ? static_cast<wchar_t>(c) : L'\xFFFD';
+        i += valid ? length : std::max<std::size_t>(used, 1);
     }
     return out;
 }

@@ -20,6 +20,10 @@ std::string HostPath(const std::wstring& windowsPath);
 // maps from; elsewhere (a relative path) the same text with backslashes.
 std::wstring WindowsPath(const std::string& hostPath);
 
+// Creates a host folder with every missing parent: 0, or the errno of the step
+// that failed. A folder that is already there is success.
+int CreateHostFolders(const std::string& hostPath);
+
 std::string ToUtf8(const std::wstring& text);
 std::wstring FromUtf8(const std::string& text);
 

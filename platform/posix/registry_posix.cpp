@@ -8,9 +8,9 @@
 #include "platform/registry.h"
 
 #include <sqlite3.h>
-#include <sys/stat.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cwchar>
 
 #include <chrono>
@@ -49,26 +49,38 @@ std::uint64_t NowAsFileTime() {
 
 class Statement {
 public:
+    // A statement that does not prepare (a broken or unreadable database) is
+    // reported on the error stream and stays null: binding to it does nothing,
+    // and stepping it yields no row and a failed run.
     Statement(sqlite3* db, const char* sql) {
-        sqlite3_prepare_v2(db, sql, -1, &statement, nullptr);
+        const int result = sqlite3_prepare_v2(db, sql, -1, &statement, nullptr);
+        if (result != SQLITE_OK) {
+            std::fprintf(stderr, "registry store: cannot prepare \"%s\": %s\n", sql,
+                         db != nullptr ? sqlite3_errmsg(db) : sqlite3_errstr(result));
+            sqlite3_finalize(statement);
+            statement = nullptr;
+        }
     }
     ~Statement() { sqlite3_finalize(statement); }
     Statement(const Statement&) = delete;
     Statement& operator=(const Statement&) = delete;
 
     Statement& Bind(int index, sqlite3_int64 value) {
-        sqlite3_bind_int64(statement, index, value);
+        if (statement != nullptr)
+            sqlite3_bind_int64(statement, index, value);
         return *this;
     }
     Statement& Bind(int index, const std::string& text) {
-        sqlite3_bind_text(statement, index, text.c_str(), static_cast<int>(text.size()),
-                          SQLITE_TRANSIENT);
+        if (statement != nullptr)
+            sqlite3_bind_text(statement, index, text.c_str(), static_cast<int>(text.size()),
+                              SQLITE_TRANSIENT);
         return *this;
     }
     Statement& BindBlob(int index, const std::uint8_t* data, std::uint32_t size) {
         static const std::uint8_t empty = 0;
-        sqlite3_bind_blob(statement, index, data != nullptr ? data : &empty, static_cast<int>(size),
-                          SQLITE_TRANSIENT);
+        if (statement != nullptr)
+            sqlite3_bind_blob(statement, index, data != nullptr ? data : &empty,
+                              static_cast<int>(size), SQLITE_TRANSIENT);
         return *this;
     }
     bool Step() { return statement != nullptr && sqlite3_step(statement) == SQLITE_ROW; }
@@ -79,6 +91,8 @@ public:
         return result == SQLITE_DONE || result == SQLITE_ROW;
     }
     void Reset() {
+        if (statement == nullptr)
+            return;
         sqlite3_reset(statement);
         sqlite3_clear_bindings(statement);
     }
@@ -122,7 +136,7 @@ public:
 private:
     void OpenDatabase() {
         const std::string root = posix::Root();
-        mkdir_p(root);
+        posix::CreateHostFolders(root);
         const std::string file = root + "/registry.sqlite3";
         if (sqlite3_open_v2(file.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE,
                             nullptr) != SQLITE_OK) {
@@ -146,16 +160,8 @@ private:
                      nullptr, nullptr, nullptr);
     }
 
-    static void mkdir_p(const std::string& path);
-
     sqlite3* db = nullptr;
 };
-
-void Store::mkdir_p(const std::string& path) {
-    for (std::size_t at = 1; at <= path.size(); ++at)
-        if (at == path.size() || path[at] == '/')
-            mkdir(path.substr(0, at).c_str(), 0777);
-}
 
 sqlite3* Db() {
     return Store::Get().Db();
@@ -168,6 +174,9 @@ public:
     ~Transaction() {
         sqlite3_exec(Db(), committed ? "COMMIT" : "ROLLBACK", nullptr, nullptr, nullptr);
     }
+    // A copy would end the same transaction a second time.
+    Transaction(const Transaction&) = delete;
+    Transaction& operator=(const Transaction&) = delete;
     void Commit() { committed = true; }
 
 private:

@@ -2,10 +2,11 @@
 //
 // The program's own resources: the build compiles the program's resource script
 // with the Windows resource compiler into a .res file and links its bytes in as
-// an array (see cmake/Resources.cmake); this file finds a resource in it. The
+// an array (see resources/CMakeLists.txt); this file finds a resource in it. The
 // version update of another file goes through LIEF, which rewrites the resource
-// tree of a PE image. Where LIEF cannot, the update is refused at its start, as on
-// a platform without the facility.
+// tree of a PE image (giving an image without resources an empty tree first, as
+// Windows does). Where LIEF cannot, the update is refused at its start, as on a
+// platform without the facility.
 #include "platform/posix/host.h"
 #include "platform/resources.h"
 
@@ -155,6 +156,21 @@ bool HoldsResource(LIEF::PE::Binary& image, std::uint32_t type, std::uint32_t id
     return false;
 }
 
+// The image rebuilt with an empty resource tree: a new initialised, readable
+// section with a root directory of no entries, named by the image's resource
+// table entry.
+std::unique_ptr<LIEF::PE::Binary> WithEmptyResourceTree(LIEF::PE::Binary& image) {
+    constexpr std::uint32_t kInitialisedReadableData = 0x40000040;
+    constexpr std::size_t kDirectoryHeaderSize = 16; // IMAGE_RESOURCE_DIRECTORY
+    LIEF::PE::Section section(".rsrc");
+    section.content(std::vector<std::uint8_t>(kDirectoryHeaderSize, 0));
+    section.characteristics(kInitialisedReadableData);
+    image.add_section(section, LIEF::PE::PE_SECTION_TYPES::RESOURCE);
+    LIEF::PE::Builder builder(&image);
+    builder.build();
+    return LIEF::PE::Parser::parse(builder.get_build());
+}
+
 // Puts `bytes` in place of the file, keeping its permissions: written beside it
 // first, so that a failed write leaves the file as it was.
 bool ReplaceFile(const std::string& hostPath, const std::vector<std::uint8_t>& bytes) {
@@ -213,10 +229,21 @@ ResourceUpdate BeginResourceUpdate(const std::wstring& path) {
     } catch (...) {
         return nullptr;
     }
-    // LIEF rebuilds a resource tree that the image has, but gives none to an
-    // image without one: such a file cannot be updated here.
-    if (update->image == nullptr || !update->image->has_resources())
+    if (update->image == nullptr)
         return nullptr;
+    // Windows gives an image without resources a resource section of its own.
+    // LIEF rebuilds only a resource tree that the image already has, so such an
+    // image first gets an empty one: a section holding a resource directory
+    // without entries, which the image is rebuilt and read again with.
+    if (!update->image->has_resources()) {
+        try {
+            update->image = WithEmptyResourceTree(*update->image);
+        } catch (...) {
+            return nullptr;
+        }
+        if (update->image == nullptr || !update->image->has_resources())
+            return nullptr;
+    }
     PendingUpdates().push_back(std::move(update));
     return PendingUpdates().back().get();
 }

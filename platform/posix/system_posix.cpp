@@ -1,3 +1,4 @@
+#include "platform/known_folders.h"
 #include "platform/posix/host.h"
 #include "platform/system.h"
 
@@ -8,33 +9,25 @@
 #include <cwchar>
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace platform {
 namespace {
 
-struct KnownFolder {
+struct KnownFolderPlace {
     Guid id;
     const wchar_t* path;
 };
 
 // Fixed Windows-form locations, the same on every run, so that tests can name them.
-const KnownFolder knownFolders[] = {
-    {{0x62AB5D82, 0xFDC1, 0x4DC3, {0xA9, 0xDD, 0x07, 0x0D, 0x1D, 0x49, 0x5D, 0x97}},
-     L"C:\\ProgramData"},
-    {{0xF1B32785, 0x6FBA, 0x4FCF, {0x9D, 0x55, 0x7B, 0x8E, 0x7F, 0x15, 0x70, 0x91}},
-     L"C:\\Users\\Pilot\\AppData\\Local"},
-    {{0x3EB685DB, 0x65F9, 0x4CF6, {0xA0, 0x3A, 0xE3, 0xEF, 0x65, 0x72, 0x9F, 0x3D}},
-     L"C:\\Users\\Pilot\\AppData\\Roaming"},
-    {{0xFDD39AD0, 0x238F, 0x46AF, {0xAD, 0xB4, 0x6C, 0x85, 0x48, 0x03, 0x69, 0xC7}},
-     L"C:\\Users\\Pilot\\Documents"},
-    {{0x33E28130, 0x4E1E, 0x4676, {0x83, 0x5A, 0x98, 0x39, 0x5C, 0x3B, 0xC3, 0xBB}},
-     L"C:\\Users\\Pilot\\Pictures"},
-    {{0x905E63B6, 0xC1BF, 0x494E, {0xB2, 0x9C, 0x65, 0xB7, 0x32, 0xD3, 0xD2, 0x1A}},
-     L"C:\\Program Files"},
-    {{0x7C5A40EF, 0xA0FB, 0x4BFC, {0x87, 0x4A, 0xC0, 0xF2, 0xE0, 0xB9, 0xFA, 0x8E}},
-     L"C:\\Program Files (x86)"},
+const KnownFolderPlace knownFolders[] = {
+    {KnownFolder::ProgramData, L"C:\\ProgramData"},
+    {KnownFolder::LocalAppData, L"C:\\Users\\Pilot\\AppData\\Local"},
+    {KnownFolder::RoamingAppData, L"C:\\Users\\Pilot\\AppData\\Roaming"},
+    {KnownFolder::Documents, L"C:\\Users\\Pilot\\Documents"},
+    {KnownFolder::Pictures, L"C:\\Users\\Pilot\\Pictures"},
+    {KnownFolder::ProgramFiles, L"C:\\Program Files"},
+    {KnownFolder::ProgramFilesX86, L"C:\\Program Files (x86)"},
 };
 
 // Windows' printf family gives %s and %c the width of the format string; glibc's
@@ -90,7 +83,7 @@ std::wstring ToGlibcFormat(const wchar_t* format) {
 } // namespace
 
 std::wstring KnownFolderPath(const Guid& id) {
-    for (const KnownFolder& folder : knownFolders)
+    for (const KnownFolderPlace& folder : knownFolders)
         if (folder.id == id)
             return folder.path;
     // Windows' call gives no text for an unknown folder and the caller reads through
@@ -100,8 +93,7 @@ std::wstring KnownFolderPath(const Guid& id) {
 
 MutexResult CreateNamedMutex(const std::wstring& name) {
     const std::string folder = posix::Root() + "/.mutex";
-    mkdir(posix::Root().c_str(), 0777);
-    mkdir(folder.c_str(), 0777);
+    posix::CreateHostFolders(folder);
     std::string file = folder + "/";
     for (char c : posix::ToUtf8(name))
         file += (c == '/' ? '_' : c);

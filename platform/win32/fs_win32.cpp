@@ -19,16 +19,7 @@ bool IsAbsent(DWORD error) {
 }
 
 [[noreturn]] void Raise(const char* what, const std::wstring& path, DWORD error) {
-    std::string narrowPath(path.size(), '?');
-    for (std::size_t i = 0; i < path.size(); ++i)
-        if (path[i] < 0x80)
-            narrowPath[i] = static_cast<char>(path[i]);
-    std::wstring text = win32::SystemText(error);
-    std::string narrowText(text.begin(), text.end());
-    for (char& c : narrowText)
-        if (static_cast<unsigned char>(c) >= 0x80)
-            c = '?';
-    throw FileSystemError(std::string(what) + ": " + narrowText + " [" + narrowPath + "]");
+    throw FileSystemError(what, path, win32::SystemText(error));
 }
 
 // Attributes of the item a path finally names, following links, or nothing.
@@ -153,7 +144,7 @@ SystemError CreateFolders(const std::wstring& path) {
             start = path.size();
     }
     for (std::size_t at = start; at <= path.size(); ++at) {
-        if (at != path.size() && path[at] != L'\\' && path[at] != L'/')
+        if (at != path.size() && !IsPathSeparator(path[at]))
             continue;
         const std::wstring part = path.substr(0, at);
         if (part.empty() || part.size() <= 3)
@@ -180,7 +171,7 @@ SystemError MoveItem(const std::wstring& from, const std::wstring& to) {
 
 bool IsFolderEmpty(const std::wstring& path) {
     std::wstring pattern = path;
-    if (pattern.empty() || (pattern.back() != L'\\' && pattern.back() != L'/'))
+    if (pattern.empty() || !IsPathSeparator(pattern.back()))
         pattern += L'\\';
     pattern += L'*';
     WIN32_FIND_DATAW found{};

@@ -30,8 +30,12 @@ OtherProcess* StartHolder(Hold how, const std::wstring& path, std::string& why) 
     }
     const pid_t pid = fork();
     if (pid == 0) {
-        close(ready[0]);
-        close(stop[1]);
+        // The child keeps only its own two pipe ends: an inherited write end of
+        // another holder's stop pipe would keep that holder waiting for ever.
+        const long highest = sysconf(_SC_OPEN_MAX);
+        for (int fd = 3; fd < (highest > 0 && highest < 4096 ? highest : 4096); ++fd)
+            if (fd != ready[1] && fd != stop[0])
+                close(fd);
         const bool held =
             how == Hold::OpenFile ? open(host.c_str(), O_RDONLY) >= 0 : chdir(host.c_str()) == 0;
         const char answer = held ? 'y' : 'n';

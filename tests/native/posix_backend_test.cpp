@@ -29,6 +29,32 @@ TEST_F(PosixBackendTest, WindowsPathsMapBelowTheRoot) {
         << "the drive letter's case does not matter";
 }
 
+TEST(PosixUtf8, WellFormedTextDecodesAndMalformedSequencesBecomeOneReplacementEach) {
+    const struct {
+        const char* name;
+        std::string bytes;
+        std::wstring text;
+    } cases[] = {
+        {"ASCII", "Sim", L"Sim"},
+        {"two bytes", "Z\xc3\xbcrich", L"Z\u00fcrich"},
+        {"three bytes", "\xe2\x82\xac", L"\u20ac"},
+        {"four bytes", "\xf0\x9f\x9b\xab", std::wstring(1, static_cast<wchar_t>(0x1F6EB))},
+        {"highest code point", "\xf4\x8f\xbf\xbf", std::wstring(1, static_cast<wchar_t>(0x10FFFF))},
+        {"stray continuation byte", "a\x80" "b", L"a\ufffdb"},
+        {"overlong two bytes", "\xc0\xaf", L"\ufffd\ufffd"},
+        {"overlong three bytes", "\xe0\x80\xaf", L"\ufffd"},
+        {"overlong four bytes", "\xf0\x80\x80\xaf", L"\ufffd"},
+        {"surrogate", "\xed\xa0\x80", L"\ufffd"},
+        {"above U+10FFFF", "\xf4\x90\x80\x80", L"\ufffd"},
+        {"lead byte above F4", "\xf5\x80\x80\x80", L"\ufffd\ufffd\ufffd\ufffd"},
+        {"truncated at the end", "x\xe2\x82", L"x\ufffd"},
+        {"truncated before ASCII", "\xe2\x82x", L"\ufffdx"},
+        {"truncated before a lead byte", "\xc3\xc3\xbc", L"\ufffd\u00fc"},
+    };
+    for (const auto& item : cases)
+        EXPECT_EQ(platform::posix::FromUtf8(item.bytes), item.text) << item.name;
+}
+
 TEST_F(PosixBackendTest, AFolderLinkIsAFolderAndALink) {
     const std::string root = platform::posix::Root();
     MakeFolder(InFolder(L"target"));

@@ -1,4 +1,4 @@
-#include "engine/file_system.h"
+#include "app/file_system.h"
 
 #include "platform/fs.h"
 
@@ -6,9 +6,7 @@ namespace {
 
 [[noreturn]] void Raise(const char* what, const std::wstring& path,
                         const platform::SystemError& failure) {
-    throw platform::FileSystemError(std::string(what) + ": " +
-                                    platform::ToFileApiCodePage(failure.text) + " [" +
-                                    platform::ToFileApiCodePage(path) + "]");
+    throw platform::FileSystemError(what, path, failure.text);
 }
 
 } // namespace
