@@ -191,8 +191,12 @@ void RecordValues(reg::KeyHandle key, const std::wstring& item, MachineSnapshot&
         if (status == reg::kNoMoreItems)
             return;
         if (status != reg::kSuccess) {
-            Add(snapshot, item + L"|#" + std::to_wstring(index), L"unreadable value");
-            continue;
+            // A key whose values cannot be listed (Wine answers some of its own
+            // keys with an invalid handle at every index) is recorded once, and
+            // the walk goes on with its subkeys.
+            Add(snapshot, item + L"|#" + std::to_wstring(index),
+                L"unreadable value (status " + std::to_wstring(status) + L")");
+            return;
         }
         Add(snapshot, item + L"|" + std::wstring(name.data(), nameLength),
             ValueState(type, std::vector<std::uint8_t>(data.begin(), data.begin() + size)));
