@@ -274,8 +274,11 @@ TEST_F(SwitchTest, RoundTripLeavesOnlyTheDocumentedResidue) {
     EXPECT_EQ(log->Matching(steps), order);
 
     log->Clear();
+    // Deactivation records the title too, so the last target comes back preselected.
+    host->settings.DeleteValue(L"TargetTitle");
     ASSERT_TRUE(SwitchTarget(*host, targetTitle, false));
     EXPECT_FALSE(host->targetActive);
+    EXPECT_EQ(host->settings.ReadString(L"TargetTitle", L""), targetTitle);
     EXPECT_EQ(host->updates.back(), L"Prepar3D v4 inactive");
     order = {"INFO Deactivating Prepar3D v4"};
     for (const auto& simulator : host->simulators) {
