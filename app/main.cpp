@@ -10,6 +10,7 @@
 #include "app/text.h"
 #include "app/update_framework.h"
 #include "platform/fs.h"
+#include "resources/resource.h"
 #include "ui/main_dialog.h"
 
 #include <windows.h>
@@ -102,21 +103,24 @@ int WINAPI wWinMain(HINSTANCE, HINSTANCE, PWSTR, int) {
     updates.SetAppcastUrl(appcastUrl);
     updates.Init();
 
-    // 10. The main dialog.
+    // 10. The main dialog, modeless and shown, then the greeting of a first start.
     MainDialog mainDialog;
-    if (!mainDialog.Create())
+    mainDialog.SetParameter(L"updates", &updates);
+    if (mainDialog.Create(nullptr, IDD_MAIN, false) == nullptr)
         throw std::runtime_error("The main dialog could not be created");
+    mainDialog.Show();
+    mainDialog.GreetOnFirstRun();
 
     // 11. The message loop, the one guarded region of the program.
     try {
         MSG message{};
         // Any result but 0 counts as a message, the error value -1 included.
         while (GetMessageW(&message, nullptr, 0, 0) != 0) {
-            if (!IsDialogMessageW(mainDialog.Handle(), &message)) {
+            if (!IsDialogMessageW(mainDialog.GetHandle(), &message)) {
                 TranslateMessage(&message);
                 DispatchMessageW(&message);
             }
-            MainDialog::RethrowPending();
+            Dialog::RethrowPending();
         }
     } catch (const std::exception& error) {
         const std::wstring details = WidenWithRuntime(error.what());

@@ -62,13 +62,15 @@ protected:
         ASSERT_TRUE(
             CopyFileW((buildFolder + L"\\bin\\Ferrymark.exe").c_str(), program.c_str(), FALSE));
 
-        // A machine where the program never ran.
+        // A machine where the program left nothing behind.
         const std::wstring company = L"Software\\Kestrane";
         for (const std::wstring& key :
              {company, L"Software\\WOW6432Node" + company.substr(8), kOldInstallKey32})
             platform::registry::DeleteTreeBelowHive(HKLM, key);
         dataFolder = GetDataFolder();
         RemoveTreeQuietly(dataFolder);
+        // The program has greeted on this machine before.
+        ASSERT_TRUE(RegistryKey(HKLM, kSettingsKey, false).WriteDword(L"FirstRun", 1));
     }
 
     void TearDown() override { RemoveTreeQuietly(installFolder); }
