@@ -1,5 +1,8 @@
 #include "e2e/driver.h"
 
+#include <commctrl.h>
+
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <vector>
@@ -42,11 +45,12 @@ DWORD ProgramRun::WaitForExit(DWORD timeoutMs) const {
     return code;
 }
 
-HWND ProgramRun::WaitForDialog(const std::wstring& caption, DWORD timeoutMs) const {
+HWND ProgramRun::WaitForDialog(const std::wstring& caption, DWORD timeoutMs, int control) const {
     const DWORD start = GetTickCount();
     while (GetTickCount() - start < timeoutMs) {
         for (HWND window : TopLevelWindows(processId))
-            if (ClassName(window) == L"#32770" && WindowText(window) == caption)
+            if (ClassName(window) == L"#32770" && WindowText(window) == caption &&
+                (control == 0 || GetDlgItem(window, control) != nullptr))
                 return window;
         if (!Running())
             return nullptr;
@@ -107,49 +111,189 @@ void PostKey(HWND window, UINT virtualKey) {
                  1 | (static_cast<LPARAM>(scan) << 16) | (1u << 30) | (1u << 31));
 }
 
-void Screenshot(HWND window, const std::wstring& name) {
-    const std::wstring build = Environment(L"FERRYMARK_BUILD");
-    const std::wstring folder = build + L"\\screenshots";
-    if (build.empty() || window == nullptr)
-        return;
+void DoubleClick(HWND window, POINT at) {
+    const LPARAM position = MAKELPARAM(at.x, at.y);
+    PostMessageW(window, WM_LBUTTONDBLCLK, MK_LBUTTON, position);
+    PostMessageW(window, WM_LBUTTONUP, 0, position);
+}
+
+bool WaitUntil(const std::function<bool()>& condition, DWORD timeoutMs) {
+    const DWORD start = GetTickCount();
+    while (!condition()) {
+        if (GetTickCount() - start >= timeoutMs)
+            return false;
+        Sleep(100);
+    }
+    return true;
+}
+
+namespace {
+
+// A block of memory in the process of a window, for messages that carry pointers.
+class RemoteMemory {
+public:
+    RemoteMemory(HWND window, std::size_t bytes) {
+        DWORD processId = 0;
+        GetWindowThreadProcessId(window, &processId);
+        process = OpenProcess(PROCESS_VM_OPERATION | PROCESS_VM_READ | PROCESS_VM_WRITE, FALSE,
+                              processId);
+        if (process != nullptr)
+            address = static_cast<char*>(
+                VirtualAllocEx(process, nullptr, bytes, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE));
+    }
+    ~RemoteMemory() {
+        if (address != nullptr)
+            VirtualFreeEx(process, address, 0, MEM_RELEASE);
+        if (process != nullptr)
+            CloseHandle(process);
+    }
+    RemoteMemory(const RemoteMemory&) = delete;
+    RemoteMemory& operator=(const RemoteMemory&) = delete;
+
+    char* At(std::size_t offset) const { return address + offset; }
+    void Write(std::size_t offset, const void* data, std::size_t size) const {
+        WriteProcessMemory(process, At(offset), data, size, nullptr);
+    }
+    void Read(std::size_t offset, void* data, std::size_t size) const {
+        ReadProcessMemory(process, At(offset), data, size, nullptr);
+    }
+
+private:
+    HANDLE process = nullptr;
+    char* address = nullptr;
+};
+
+constexpr std::size_t kTextCapacity = 1024;
+
+} // namespace
+
+int ListRowCount(HWND list) {
+    return static_cast<int>(SendMessageW(list, LVM_GETITEMCOUNT, 0, 0));
+}
+
+std::wstring ListText(HWND list, int item, int subItem) {
+    RemoteMemory memory(list, sizeof(LVITEMW) + kTextCapacity * sizeof(wchar_t));
+    LVITEMW request{};
+    request.iSubItem = subItem;
+    request.pszText = reinterpret_cast<wchar_t*>(memory.At(sizeof request));
+    request.cchTextMax = kTextCapacity;
+    memory.Write(0, &request, sizeof request);
+    const auto length = static_cast<std::size_t>(SendMessageW(
+        list, LVM_GETITEMTEXTW, static_cast<WPARAM>(item), reinterpret_cast<LPARAM>(memory.At(0))));
+    std::wstring text(std::min(length, kTextCapacity - 1), L'\0');
+    memory.Read(sizeof request, text.data(), text.size() * sizeof(wchar_t));
+    return text;
+}
+
+RECT ListItemRect(HWND list, int item) {
+    RemoteMemory memory(list, sizeof(RECT));
+    RECT bounds{};
+    bounds.left = LVIR_BOUNDS;
+    memory.Write(0, &bounds, sizeof bounds);
+    SendMessageW(list, LVM_GETITEMRECT, static_cast<WPARAM>(item),
+                 reinterpret_cast<LPARAM>(memory.At(0)));
+    memory.Read(0, &bounds, sizeof bounds);
+    return bounds;
+}
+
+std::vector<std::wstring> ComboTexts(HWND combo) {
+    std::vector<std::wstring> texts;
+    const auto count = static_cast<int>(SendMessageW(combo, CB_GETCOUNT, 0, 0));
+    for (int index = 0; index < count; ++index) {
+        wchar_t buffer[kTextCapacity] = {};
+        SendMessageW(combo, CB_GETLBTEXT, static_cast<WPARAM>(index),
+                     reinterpret_cast<LPARAM>(buffer));
+        texts.push_back(buffer);
+    }
+    return texts;
+}
+
+std::wstring ComboSelection(HWND combo) {
+    const auto index = static_cast<int>(SendMessageW(combo, CB_GETCURSEL, 0, 0));
+    if (index < 0)
+        return L"";
+    wchar_t buffer[kTextCapacity] = {};
+    SendMessageW(combo, CB_GETLBTEXT, static_cast<WPARAM>(index), reinterpret_cast<LPARAM>(buffer));
+    return buffer;
+}
+
+COLORREF Image::At(int x, int y) const {
+    const std::size_t stride = ((static_cast<std::size_t>(width) * 3 + 3) / 4) * 4;
+    const std::size_t offset =
+        static_cast<std::size_t>(height - 1 - y) * stride + static_cast<std::size_t>(x) * 3;
+    return RGB(pixels[offset + 2], pixels[offset + 1], pixels[offset]);
+}
+
+Image Capture(HWND window) {
+    Image image;
     RECT bounds{};
     GetWindowRect(window, &bounds);
-    const int width = bounds.right - bounds.left;
-    const int height = bounds.bottom - bounds.top;
-    if (width <= 0 || height <= 0)
-        return;
+    image.width = bounds.right - bounds.left;
+    image.height = bounds.bottom - bounds.top;
+    if (image.width <= 0 || image.height <= 0)
+        return Image{};
     RedrawWindow(window, nullptr, nullptr, RDW_INVALIDATE | RDW_UPDATENOW | RDW_ALLCHILDREN);
     Sleep(300);
     HDC screen = GetDC(nullptr);
     HDC memory = CreateCompatibleDC(screen);
-    HBITMAP bitmap = CreateCompatibleBitmap(screen, width, height);
+    HBITMAP bitmap = CreateCompatibleBitmap(screen, image.width, image.height);
     HGDIOBJ previous = SelectObject(memory, bitmap);
-    BitBlt(memory, 0, 0, width, height, screen, bounds.left, bounds.top, SRCCOPY);
+    BitBlt(memory, 0, 0, image.width, image.height, screen, bounds.left, bounds.top, SRCCOPY);
     SelectObject(memory, previous);
 
     BITMAPINFOHEADER header{};
     header.biSize = sizeof header;
-    header.biWidth = width;
-    header.biHeight = height;
+    header.biWidth = image.width;
+    header.biHeight = image.height;
     header.biPlanes = 1;
     header.biBitCount = 24;
     header.biCompression = BI_RGB;
-    const DWORD stride = ((static_cast<DWORD>(width) * 3 + 3) / 4) * 4;
-    std::vector<char> pixels(stride * static_cast<DWORD>(height));
-    GetDIBits(memory, bitmap, 0, static_cast<UINT>(height), pixels.data(),
+    const DWORD stride = ((static_cast<DWORD>(image.width) * 3 + 3) / 4) * 4;
+    image.pixels.resize(stride * static_cast<DWORD>(image.height));
+    GetDIBits(memory, bitmap, 0, static_cast<UINT>(image.height), image.pixels.data(),
               reinterpret_cast<BITMAPINFO*>(&header), DIB_RGB_COLORS);
-    BITMAPFILEHEADER file{};
-    file.bfType = 0x4D42;
-    file.bfOffBits = sizeof file + sizeof header;
-    file.bfSize = file.bfOffBits + static_cast<DWORD>(pixels.size());
-    std::string bytes(reinterpret_cast<const char*>(&file), sizeof file);
-    bytes.append(reinterpret_cast<const char*>(&header), sizeof header);
-    bytes.append(pixels.data(), pixels.size());
-    WriteAll(folder + L"\\" + name + L".bmp", bytes);
-
     DeleteObject(bitmap);
     DeleteDC(memory);
     ReleaseDC(nullptr, screen);
+    return image;
+}
+
+namespace {
+std::wstring& ScreenshotFolder() {
+    static std::wstring folder;
+    return folder;
+}
+} // namespace
+
+void SetScreenshotFolder(const std::wstring& folder) {
+    ScreenshotFolder() = folder;
+}
+
+void Screenshot(HWND window, const std::wstring& name) {
+    std::wstring folder = ScreenshotFolder();
+    const std::wstring build = Environment(L"FERRYMARK_BUILD");
+    if (folder.empty() && !build.empty())
+        folder = build + L"\\screenshots";
+    if (folder.empty() || window == nullptr)
+        return;
+    const Image image = Capture(window);
+    if (image.pixels.empty())
+        return;
+    BITMAPINFOHEADER header{};
+    header.biSize = sizeof header;
+    header.biWidth = image.width;
+    header.biHeight = image.height;
+    header.biPlanes = 1;
+    header.biBitCount = 24;
+    header.biCompression = BI_RGB;
+    BITMAPFILEHEADER file{};
+    file.bfType = 0x4D42;
+    file.bfOffBits = sizeof file + sizeof header;
+    file.bfSize = file.bfOffBits + static_cast<DWORD>(image.pixels.size());
+    std::string bytes(reinterpret_cast<const char*>(&file), sizeof file);
+    bytes.append(reinterpret_cast<const char*>(&header), sizeof header);
+    bytes.append(reinterpret_cast<const char*>(image.pixels.data()), image.pixels.size());
+    WriteAll(folder + L"\\" + name + L".bmp", bytes);
 }
 
 bool FileExists(const std::wstring& path) {
