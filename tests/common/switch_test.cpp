@@ -186,7 +186,8 @@ TEST_F(SwitchTest, RoundTripLeavesOnlyTheDocumentedResidue) {
             }
         }
         // The stub stands in for the executable, whose original waits beside it.
-        EXPECT_EQ(ReadFile(program), Embedded(IDR_LAUNCHER_STUB));
+        // Compared as a whole, so that a failure does not print two programs.
+        EXPECT_TRUE(ReadFile(program) == Embedded(IDR_LAUNCHER_STUB)) << "not the stub: " << Narrow(program);
         EXPECT_EQ(State(active, GetBackupPath(program)), State(before, program));
         // The simulator's own values name the target's folder.
         std::vector<std::wstring> keys{simulator->RegistryKeyPath()};
