@@ -1,9 +1,8 @@
 // The six-simulator machine reads back through the simulator records, and the
-// machine snapshot sees each kind of change once and nothing else.
+// machine snapshot sees each kind of change once and nothing else: the switch
+// tests' residue check is only as good as that. Links show there as their targets.
 #include "app/machine.h"
 #include "app/registry_key.h"
-#include "engine/backup.h"
-#include "engine/registry_backup.h"
 #include "platform/fs.h"
 #include "simulators/catalogue.h"
 #include "support/sandbox.h"
@@ -35,19 +34,6 @@ protected:
     void TearDown() override {
         machine.Remove();
         SandboxTest::TearDown();
-    }
-
-    // Exactly one difference of this kind and item between before and now.
-    void ExpectOneDifference(const MachineSnapshot& before, Difference::Kind kind,
-                             const std::wstring& item, const std::wstring& after = L"") {
-        const std::vector<Difference> differences = DiffSnapshots(before, TakeSnapshot());
-        ASSERT_EQ(differences.size(), 1u) << Narrow(Describe(differences));
-        EXPECT_EQ(differences[0].kind, kind) << Narrow(Describe(differences[0]));
-        // Registry names compare without regard to case; the store may keep either spelling.
-        EXPECT_EQ(Upper(differences[0].item), Upper(item)) << Narrow(Describe(differences[0]));
-        if (!after.empty()) {
-            EXPECT_EQ(differences[0].after, after);
-        }
     }
 
     SixSimulatorMachine machine;
@@ -102,44 +88,10 @@ TEST_F(SixSimulatorMachineTest, EachChangeIsOneDifference) {
         const MachineSnapshot before = TakeSnapshot();
         EXPECT_TRUE(DiffSnapshots(before, TakeSnapshot()).empty()) << "a snapshot taken twice differs";
         c.change();
-        ExpectOneDifference(before, c.kind, c.item);
+        const std::vector<Difference> differences = DiffSnapshots(before, TakeSnapshot());
+        ASSERT_EQ(differences.size(), 1u) << Narrow(Describe(differences));
+        EXPECT_EQ(differences[0].kind, c.kind) << Narrow(Describe(differences[0]));
+        // Registry names compare without regard to case; the store may keep either spelling.
+        EXPECT_EQ(Upper(differences[0].item), Upper(c.item)) << Narrow(Describe(differences[0]));
     }
-}
-
-TEST_F(SixSimulatorMachineTest, LinkTargetChangeIsOneDifference) {
-    const std::wstring link = InFolder(L"link");
-    const std::wstring first = InFolder(L"first");
-    const std::wstring second = InFolder(L"second");
-    MakeFolder(first);
-    MakeFolder(second);
-    if (platform::MakeSymbolicLink(link, first, 1).Failed())
-        GTEST_SKIP() << "this system makes no symbolic links (Wine 8 reports success and makes none)";
-    std::wstring stored;
-    ASSERT_TRUE(platform::ReadSymbolicLinkTarget(link, stored));
-    EXPECT_EQ(stored, first);
-    const MachineSnapshot before = TakeSnapshot();
-    ASSERT_FALSE(platform::RemoveItem(link).Failed());
-    ASSERT_FALSE(platform::MakeSymbolicLink(link, second, 1).Failed());
-    ExpectOneDifference(before, Difference::Changed, link, L"link -> " + second);
-}
-
-TEST_F(SixSimulatorMachineTest, RemoveLeavesTheMachineAsBeforeInstall) {
-    const MachineSnapshot before = TakeSnapshot();
-    machine.Install(true);
-    // What a switch leaves: backups beside items, the data folder, moved entries
-    // with their InstallShield folder.
-    const auto records = CreateSimulators();
-    const GenericSimulator& v5 = *records[5];
-    ASSERT_TRUE(FolderBackup(v5.GetFolder(ProgramData), true));
-    ASSERT_TRUE(FileBackup(v5.GetFolder(RootExecutable), true));
-    RegistryBackup(HKLM, L"Software\\Kestrane\\Ferrymark\\Simulators\\Prepar3D v5\\Uninstall32",
-                   v5.GetLocation(true), true);
-    ASSERT_FALSE(platform::Exists(machine.InstallShieldFolder()));
-    MakeFolder(GetDataFolder());
-    WriteFile(GetDataFolder() + L"\\log.txt", "log");
-    EXPECT_GT(DiffSnapshots(before, TakeSnapshot()).size(), 100u);
-
-    machine.Remove();
-    const std::vector<Difference> left = DiffSnapshots(before, TakeSnapshot());
-    EXPECT_TRUE(left.empty()) << Narrow(Describe(left));
 }
