@@ -28,6 +28,12 @@
 
 namespace {
 
+const RegistryHive HKLM = RegistryHive::LocalMachine;
+
+std::wstring Uninstall(const std::wstring& name) {
+    return PathJoin(SixSimulatorMachine::kUninstallKey, name);
+}
+
 // The fixture is the main dialog's side of the switch, recorded.
 class SwitchTest : public SandboxTest, public SwitchHost {
 protected:
@@ -37,7 +43,7 @@ protected:
         machine.Install(true);
         OpenLog();
         logFile = InFolder(L"log.txt");
-        settings.emplace(RegistryHive::LocalMachine, kSettingsKey, false);
+        settings.emplace(HKLM, kSettingsKey, false);
         simulators = CreateSimulators();
         channel.SetName(L"MAINDLG");
         links = !other_process::RunningUnderWine();
@@ -177,12 +183,11 @@ TEST_F(SwitchTest, RoundTripLeavesOnlyTheDocumentedResidue) {
         if (simulator->GetKind() >= 4)
             keys.insert(keys.end(), {simulator->RegistryKeyPath() + L" Content",
                                      simulator->RegistryKeyPath() + L" Scenery"});
+        const bool wow = simulator->Is32Bit();
         for (const std::wstring& key : keys)
-            EXPECT_EQ(RegistryKey(RegistryHive::LocalMachine, key, simulator->Is32Bit())
-                          .ReadString(L"SetupPath", L""),
-                      targetLocation + L"\\")
+            EXPECT_EQ(RegistryKey(HKLM, key, wow).ReadString(L"SetupPath", L""), targetLocation + L"\\")
                 << Narrow(key);
-        EXPECT_EQ(RegistryKey(RegistryHive::CurrentUser, simulator->RegistryKeyPath(), simulator->Is32Bit())
+        EXPECT_EQ(RegistryKey(RegistryHive::CurrentUser, simulator->RegistryKeyPath(), wow)
                       .ReadString(L"AppPath", L""),
                   targetLocation + L"\\");
         // Its add-ons' Uninstall entries wait in the program's key with their time,
@@ -190,9 +195,7 @@ TEST_F(SwitchTest, RoundTripLeavesOnlyTheDocumentedResidue) {
         // is compared as a text prefix, so "...\Prepar3D" takes "...\Prepar3D v2\...".
         for (bool wow32 : {true, false}) {
             for (const std::wstring& name : wow32 ? installed.addonEntries32 : installed.addonEntries64) {
-                EXPECT_FALSE(RegistryKey::Exists(RegistryHive::LocalMachine,
-                                                 PathJoin(SixSimulatorMachine::kUninstallKey, name), wow32))
-                    << Narrow(name);
+                EXPECT_FALSE(RegistryKey::Exists(HKLM, Uninstall(name), wow32)) << Narrow(name);
                 std::vector<std::wstring> holders;
                 std::wstring firstOverlapping;
                 for (const auto& other : simulators) {
@@ -201,9 +204,9 @@ TEST_F(SwitchTest, RoundTripLeavesOnlyTheDocumentedResidue) {
                     const std::wstring moved =
                         FormatWide(L"%s\\Simulators\\%s\\%s\\%s", kSettingsKey, other->GetTitle().c_str(),
                                    wow32 ? L"Uninstall32" : L"Uninstall64", name.c_str());
-                    if (!RegistryKey::Exists(RegistryHive::LocalMachine, moved, false))
+                    if (!RegistryKey::Exists(HKLM, moved, false))
                         continue;
-                    RegistryKey entry(RegistryHive::LocalMachine, moved, false);
+                    RegistryKey entry(HKLM, moved, false);
                     holders.push_back(other->GetTitle());
                     EXPECT_EQ(entry.ReadString(L"__LastModified", L"").size(), 19u) << Narrow(name);
                     EXPECT_TRUE(PathsOverlap(entry.ReadString(L"InstallLocation", L""), installed.location));
@@ -219,9 +222,7 @@ TEST_F(SwitchTest, RoundTripLeavesOnlyTheDocumentedResidue) {
     // The simulators' own and unrelated entries stay; the InstallShield folder goes aside.
     for (bool wow32 : {true, false})
         for (const std::wstring& name : machine.OtherUninstallEntries(wow32))
-            EXPECT_TRUE(RegistryKey::Exists(RegistryHive::LocalMachine,
-                                            PathJoin(SixSimulatorMachine::kUninstallKey, name), wow32))
-                << Narrow(name);
+            EXPECT_TRUE(RegistryKey::Exists(HKLM, Uninstall(name), wow32)) << Narrow(name);
     EXPECT_EQ(State(active, machine.InstallShieldFolder()), L"(nothing)");
     EXPECT_EQ(State(active, GetBackupPath(machine.InstallShieldFolder())), L"folder");
 
@@ -279,7 +280,7 @@ TEST_F(SwitchTest, RoundTripLeavesOnlyTheDocumentedResidue) {
         bool seen = false;
     };
     const std::wstring settingsItem = std::wstring(L"HKLM64\\") + kSettingsKey;
-    std::vector<Residue> residue{
+    Residue residue[] = {
         {"the backup tree keeps the configuration copies, and the rotation keeps it for later runs",
          [&](const Difference& d) {
              return d.kind == Difference::Added &&
@@ -420,14 +421,13 @@ TEST_F(SwitchTest, DisableRestoreAndBackupOnTheirOwn) {
     StoreLocation(L"Flight Simulator X", L"");
     const std::wstring program = PathJoin(machine.Simulator(L"Flight Simulator X").location, L"fsx.exe");
     const std::string programBytes = ReadFile(program);
-    RegistryKey own(RegistryHive::LocalMachine, fsx->RegistryKeyPath(), true);
+    RegistryKey own(HKLM, fsx->RegistryKeyPath(), true);
     EXPECT_TRUE(fsx->Disable(v4));
     EXPECT_EQ(own.ReadString(L"SetupPath", L""), v4Location);
     EXPECT_TRUE(platform::Exists(GetBackupPath(fsx->GetFolder(ProgramData))));
     EXPECT_EQ(ReadFile(program), programBytes);
     for (const std::wstring& name : machine.Simulator(L"Flight Simulator X").addonEntries32)
-        EXPECT_TRUE(RegistryKey::Exists(RegistryHive::LocalMachine,
-                                        PathJoin(SixSimulatorMachine::kUninstallKey, name), true));
+        EXPECT_TRUE(RegistryKey::Exists(HKLM, Uninstall(name), true));
     // Restore clears what Disable pointed at the target and brings the folders back.
     EXPECT_TRUE(fsx->Restore());
     EXPECT_EQ(own.ReadString(L"SetupPath", L"(none)"), L"(none)");
