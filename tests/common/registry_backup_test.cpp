@@ -27,15 +27,6 @@ const wchar_t kMaker[] = L"Add-on Maker";
 const wchar_t kStamp[] = L"__LastModified";
 const wchar_t kAbsent[] = L"<absent>";
 
-TEST(PathsOverlapTest, AgreeUpToTheShorterWithoutRegardToCase) {
-    EXPECT_TRUE(PathsOverlap(L"C:\\Sims\\P3D", L"c:\\sims\\p3d\\"));
-    EXPECT_TRUE(PathsOverlap(L"C:\\", L"C:\\Sims\\P3D")) << "a bare drive overlaps";
-    EXPECT_TRUE(PathsOverlap(L"C:\\Sims\\P3D v4 Addon", L"C:\\Sims\\P3D"));
-    EXPECT_FALSE(PathsOverlap(L"C:\\Sims\\FSX", L"C:\\Sims\\P3D"));
-    EXPECT_FALSE(PathsOverlap(L"", L"C:\\Sims"));
-    EXPECT_FALSE(PathsOverlap(L"C:\\Sims", L""));
-}
-
 class RegistryBackupTest : public SandboxTest {
 protected:
     void SetUp() override {

@@ -26,14 +26,24 @@ using RegistryKeyTest = SandboxTest;
 
 } // namespace
 
-TEST_F(RegistryKeyTest, ConstructingCreatesTheKeyWithItsParentsButExistsDoesNot) {
+TEST_F(RegistryKeyTest, KeysAreMadeWithTheirParentsAndThe32BitViewIsWow6432NodeButNotForTheUser) {
     const std::wstring deep = KeyPath() + L"\\Simulators\\Prepar3D v4";
     EXPECT_FALSE(RegistryKey::Exists(HKLM, deep, false));
     EXPECT_FALSE(RegistryKey::Exists(HKLM, KeyPath(), false)) << "Exists must not create";
     EXPECT_EQ(RegistryKey(HKLM, deep, false).ReadString(L"InstallLocation", L"none"), L"none");
-    EXPECT_TRUE(RegistryKey::Exists(HKLM, deep, false)) << "a read-only use leaves the key behind";
-    EXPECT_TRUE(RegistryKey::Exists(HKLM, KeyPath() + L"\\SIMULATORS", false))
-        << "key names match without regard to case";
+    EXPECT_TRUE(RegistryKey::Exists(HKLM, KeyPath() + L"\\SIMULATORS\\PREPAR3D V4", false))
+        << "a read-only use leaves the key behind; key names match without regard to case";
+
+    const std::wstring key = KeyPath() + L"\\Views";
+    EXPECT_TRUE(RegistryKey(HKLM, key, true).WriteString(L"InstallLocation", L"C:\\Old"));
+    RegistryKey redirected(HKLM, L"Software\\WOW6432Node\\" + key.substr(9), false);
+    EXPECT_EQ(redirected.ReadString(L"InstallLocation", L""), L"C:\\Old");
+    EXPECT_FALSE(RegistryKey::Exists(HKLM, key, false)) << "the 64-bit view stays untouched";
+    EXPECT_TRUE(RegistryKey(HKLM, key, false).WriteString(L"InstallLocation", L"C:\\New"));
+    EXPECT_EQ(RegistryKey(HKLM, key, true).ReadString(L"InstallLocation", L""), L"C:\\Old");
+    EXPECT_EQ(RegistryKey(HKLM, key, false).ReadString(L"InstallLocation", L""), L"C:\\New");
+    EXPECT_TRUE(RegistryKey(RegistryHive::CurrentUser, key, true).WriteString(L"AppPath", L"C:\\"));
+    EXPECT_EQ(RegistryKey(RegistryHive::CurrentUser, key, false).ReadString(L"AppPath", L""), L"C:\\");
 }
 
 TEST_F(RegistryKeyTest, TypedReadsWritesAndTheirDefaults) {
@@ -92,21 +102,6 @@ TEST_F(RegistryKeyTest, SubKeysIsACompleteSnapshot) {
     for (const std::wstring& name : parent.SubKeys())
         EXPECT_EQ(reg::DeleteTree(parent.Handle(), name), reg::kSuccess);
     EXPECT_TRUE(parent.SubKeys().empty());
-}
-
-TEST_F(RegistryKeyTest, The32BitViewOfSoftwareIsItsWow6432NodeKeyButNotForTheUser) {
-    const std::wstring below = KeyPath().substr(std::wstring(L"Software\\").size());
-    EXPECT_TRUE(RegistryKey(HKLM, KeyPath(), true).WriteString(L"InstallLocation", L"C:\\Old"));
-    RegistryKey redirected(HKLM, L"Software\\WOW6432Node\\" + below, false);
-    EXPECT_EQ(redirected.ReadString(L"InstallLocation", L""), L"C:\\Old");
-    EXPECT_FALSE(RegistryKey::Exists(HKLM, KeyPath(), false)) << "the 64-bit view stays untouched";
-    EXPECT_TRUE(RegistryKey(HKLM, KeyPath(), false).WriteString(L"InstallLocation", L"C:\\New"));
-    EXPECT_EQ(RegistryKey(HKLM, KeyPath(), true).ReadString(L"InstallLocation", L""), L"C:\\Old");
-    EXPECT_EQ(RegistryKey(HKLM, KeyPath(), false).ReadString(L"InstallLocation", L""), L"C:\\New");
-
-    const RegistryHive HKCU = RegistryHive::CurrentUser;
-    EXPECT_TRUE(RegistryKey(HKCU, KeyPath(), true).WriteString(L"AppPath", L"C:\\Sim\\"));
-    EXPECT_EQ(RegistryKey(HKCU, KeyPath(), false).ReadString(L"AppPath", L""), L"C:\\Sim\\");
 }
 
 TEST_F(RegistryKeyTest, LastWriteTimeIsUtcCalendarTime) {

@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <memory>
 #include <optional>
-#include <sstream>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -81,17 +80,12 @@ protected:
         SandboxTest::SetUp();
         OpenLog();
     }
-    // The log's last lines after their time field, as "TRACE    text".
-    std::vector<std::string> Last(std::size_t count) {
-        std::vector<std::string> lines;
-        std::istringstream in(LogText());
-        for (std::string line; std::getline(in, line);)
-            if (line.size() > 22)
-                lines.push_back(line.substr(21, line.size() - 22));
+    std::vector<std::string> Last(std::size_t count) const {
+        const std::vector<std::string> lines = LogLines();
         return {lines.end() - static_cast<std::ptrdiff_t>(std::min(count, lines.size())),
                 lines.end()};
     }
-    static std::string Trace(const std::wstring& text) { return "TRACE    " + Narrow(text); }
+    static std::string Trace(const std::wstring& text) { return "TRACE " + Narrow(text); }
 
     // A copy in the sandbox of one of the built patch targets.
     std::wstring CopyOfImage(const std::string& name) {

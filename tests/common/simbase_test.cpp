@@ -2,9 +2,7 @@
 // what fails, and the four templates.
 #include "engine/simbase.h"
 #include "platform/fs.h"
-#include "platform/resources.h"
 #include "resources/resource.h"
-#include "support/log_capture.h"
 #include "support/sandbox.h"
 
 #include <gtest/gtest.h>
@@ -15,21 +13,10 @@ class SimBaseTest : public SandboxTest {
 protected:
     void SetUp() override {
         SandboxTest::SetUp();
-        log = std::make_unique<LogCapture>(InFolder(L"log.txt"));
+        OpenLog();
         document = InFolder(L"dll.xml");
-        documentText = std::string(document.begin(), document.end());
+        documentText = Narrow(document);
     }
-    void TearDown() override {
-        log.reset();
-        SandboxTest::TearDown();
-    }
-    static std::string Embedded(std::uint32_t id) {
-        const platform::FoundResource found = platform::FindOwnResource(id, platform::ResourceType::RcData);
-        const void* bytes = platform::LockOwnResource(platform::LoadOwnResource(found));
-        return std::string(static_cast<const char*>(bytes), platform::SizeOfOwnResource(found));
-    }
-
-    std::unique_ptr<LogCapture> log;
     std::wstring document;
     std::string documentText;
 };
@@ -83,7 +70,7 @@ TEST_F(SimBaseTest, VerifyPassesRepairsOrRefusesByContent) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        log->Clear();
+        ClearLog();
         platform::RemoveItem(document);
         if (c.bytes != nullptr)
             WriteFile(document, c.bytes);
@@ -95,7 +82,7 @@ TEST_F(SimBaseTest, VerifyPassesRepairsOrRefusesByContent) {
             EXPECT_EQ(ReadFile(document), c.after != nullptr ? c.after : c.bytes);
         }
         if (c.logLine != nullptr) {
-            EXPECT_TRUE(log->Contains(c.logLine + documentText)) << c.logLine;
+            EXPECT_TRUE(LogContains(c.logLine + documentText)) << c.logLine;
         }
         // What passed or was repaired passes again at once and stays as it is.
         if (c.result) {
@@ -104,7 +91,7 @@ TEST_F(SimBaseTest, VerifyPassesRepairsOrRefusesByContent) {
             EXPECT_EQ(ReadFile(document), now);
         }
     }
-    EXPECT_TRUE(log->Contains("TRACE VerifySimBaseDocument " + documentText));
+    EXPECT_TRUE(LogContains("TRACE VerifySimBaseDocument " + documentText));
 }
 
 TEST_F(SimBaseTest, CreateWritesTheTemplateOfVersionAndTypeOrNothing) {
@@ -125,12 +112,12 @@ TEST_F(SimBaseTest, CreateWritesTheTemplateOfVersionAndTypeOrNothing) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(std::to_string(c.version) + " " + std::string(c.type, c.type + 3));
-        log->Clear();
+        ClearLog();
         WriteFile(document, "old content, lost on purpose");
         EXPECT_EQ(CreateSimBaseDocument(document, c.type, c.version), c.resource != 0);
         if (c.resource == 0) {
             EXPECT_EQ(ReadFile(document), "old content, lost on purpose");
-            EXPECT_TRUE(log->Contains("ERROR Invalid SimBase document version or type"));
+            EXPECT_TRUE(LogContains("ERROR Invalid SimBase document version or type"));
             continue;
         }
         const std::string written = ReadFile(document);

@@ -1,12 +1,11 @@
 // The six-simulator machine reads back through the simulator records, and the
-// machine snapshot sees each kind of change once and nothing else.
+// machine snapshot sees each kind of change once and nothing else: the switch
+// tests' residue check is only as good as that. Links show there as their targets.
 #include "app/machine.h"
 #include "app/registry_key.h"
-#include "engine/backup.h"
-#include "engine/registry_backup.h"
 #include "platform/fs.h"
 #include "simulators/catalogue.h"
-#include "support/simulator_sandbox.h"
+#include "support/sandbox.h"
 #include "tools/machine/machine_snapshot.h"
 #include "tools/machine/six_simulator_machine.h"
 
@@ -19,39 +18,22 @@ namespace {
 
 const RegistryHive HKLM = RegistryHive::LocalMachine;
 
-std::string Text(const std::wstring& wide) {
-    return std::string(wide.begin(), wide.end());
-}
-
 std::string Upper(const std::wstring& wide) {
-    std::string text = Text(wide);
+    std::string text(wide.begin(), wide.end());
     std::transform(text.begin(), text.end(), text.begin(),
                    [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; });
     return text;
 }
 
-class SixSimulatorMachineTest : public SimulatorSandboxTest {
+class SixSimulatorMachineTest : public SandboxTest {
 protected:
     void SetUp() override {
-        SimulatorSandboxTest::SetUp();
+        SandboxTest::SetUp();
         machine.Remove();  // leftovers of an earlier run in a shared Wine prefix
     }
     void TearDown() override {
         machine.Remove();
-        SimulatorSandboxTest::TearDown();
-    }
-
-    // Exactly one difference of this kind and item between before and now.
-    void ExpectOneDifference(const MachineSnapshot& before, Difference::Kind kind,
-                             const std::wstring& item, const std::wstring& after = L"") {
-        const std::vector<Difference> differences = DiffSnapshots(before, TakeSnapshot());
-        ASSERT_EQ(differences.size(), 1u) << Text(Describe(differences));
-        EXPECT_EQ(differences[0].kind, kind) << Text(Describe(differences[0]));
-        // Registry names compare without regard to case; the store may keep either spelling.
-        EXPECT_EQ(Upper(differences[0].item), Upper(item)) << Text(Describe(differences[0]));
-        if (!after.empty()) {
-            EXPECT_EQ(differences[0].after, after);
-        }
+        SandboxTest::TearDown();
     }
 
     SixSimulatorMachine machine;
@@ -66,7 +48,7 @@ TEST_F(SixSimulatorMachineTest, EachRecordReadsItsSimulatorBack) {
     for (std::size_t at = 0; at < records.size(); ++at) {
         const GenericSimulator& record = *records[at];
         const InstalledSimulator& installed = machine.Simulators()[at];
-        SCOPED_TRACE(Text(installed.title));
+        SCOPED_TRACE(Narrow(installed.title));
         EXPECT_EQ(installed.title, record.GetTitle());
         EXPECT_EQ(record.GetLocation(true), installed.location);
         EXPECT_EQ(record.GetLocation(false), installed.location + L"\\");
@@ -74,42 +56,9 @@ TEST_F(SixSimulatorMachineTest, EachRecordReadsItsSimulatorBack) {
         EXPECT_EQ(record.GetVersion(false, installed.location), installed.version);
         EXPECT_EQ(record.GetVersion(true, L""), installed.version);
         EXPECT_TRUE(platform::Exists(record.GetFolder(RootExecutable)));
-        for (SimulatorFolder slot : record.Folders()) {
-            EXPECT_TRUE(platform::IsFolder(record.GetFolder(slot)))
-                << Text(GenericSimulator::GetFolderName(slot));
-        }
+        for (SimulatorFolder slot : record.Folders())
+            EXPECT_TRUE(platform::IsFolder(record.GetFolder(slot))) << slot;
     }
-    EXPECT_EQ(machine.Simulator(L"Prepar3D v4").location,
-              L"C:\\Program Files\\Lockheed Martin\\Prepar3D v4");
-    EXPECT_EQ(machine.Simulator(L"Prepar3D v3").version, L"3.4.22.19868");
-}
-
-TEST_F(SixSimulatorMachineTest, UninstallEntriesStandInTheirViews) {
-    machine.Install(false);
-    const std::wstring uninstall = SixSimulatorMachine::kUninstallKey;
-    for (bool wow32 : {false, true}) {
-        SCOPED_TRACE(wow32 ? "32-bit view" : "64-bit view");
-        for (const InstalledSimulator& simulator : machine.Simulators()) {
-            const auto& addons = wow32 ? simulator.addonEntries32 : simulator.addonEntries64;
-            EXPECT_GE(addons.size(), 2u);
-            for (const std::wstring& name : addons) {
-                ASSERT_TRUE(RegistryKey::Exists(HKLM, uninstall + L"\\" + name, wow32)) << Text(name);
-                EXPECT_FALSE(RegistryKey::Exists(HKLM, uninstall + L"\\" + name, !wow32)) << Text(name);
-                RegistryKey entry(HKLM, uninstall + L"\\" + name, wow32);
-                EXPECT_TRUE(PathsOverlap(entry.ReadString(L"InstallLocation", L""), simulator.location));
-                EXPECT_NE(entry.ReadString(L"Publisher", L""), L"Lockheed Martin");
-                EXPECT_FALSE(entry.ReadString(L"UninstallString", L"").empty());
-            }
-        }
-        for (const std::wstring& name : machine.OtherUninstallEntries(wow32)) {
-            EXPECT_TRUE(RegistryKey::Exists(HKLM, uninstall + L"\\" + name, wow32)) << Text(name);
-        }
-    }
-    RegistryKey own(HKLM, uninstall + L"\\Prepar3D v4", false);
-    EXPECT_EQ(own.ReadString(L"Publisher", L""), L"Lockheed Martin");
-    EXPECT_TRUE(platform::IsFolder(machine.InstallShieldFolder()));
-    const auto& v5 = machine.Simulator(machine.InstallShieldSimulator()).addonEntries32;
-    EXPECT_NE(std::find(v5.begin(), v5.end(), machine.InstallShieldEntry()), v5.end());
 }
 
 TEST_F(SixSimulatorMachineTest, EachChangeIsOneDifference) {
@@ -139,44 +88,10 @@ TEST_F(SixSimulatorMachineTest, EachChangeIsOneDifference) {
         const MachineSnapshot before = TakeSnapshot();
         EXPECT_TRUE(DiffSnapshots(before, TakeSnapshot()).empty()) << "a snapshot taken twice differs";
         c.change();
-        ExpectOneDifference(before, c.kind, c.item);
+        const std::vector<Difference> differences = DiffSnapshots(before, TakeSnapshot());
+        ASSERT_EQ(differences.size(), 1u) << Narrow(Describe(differences));
+        EXPECT_EQ(differences[0].kind, c.kind) << Narrow(Describe(differences[0]));
+        // Registry names compare without regard to case; the store may keep either spelling.
+        EXPECT_EQ(Upper(differences[0].item), Upper(c.item)) << Narrow(Describe(differences[0]));
     }
-}
-
-TEST_F(SixSimulatorMachineTest, LinkTargetChangeIsOneDifference) {
-    const std::wstring link = InFolder(L"link");
-    const std::wstring first = InFolder(L"first");
-    const std::wstring second = InFolder(L"second");
-    MakeFolder(first);
-    MakeFolder(second);
-    if (platform::MakeSymbolicLink(link, first, 1).Failed())
-        GTEST_SKIP() << "this system makes no symbolic links (Wine 8 reports success and makes none)";
-    std::wstring stored;
-    ASSERT_TRUE(platform::ReadSymbolicLinkTarget(link, stored));
-    EXPECT_EQ(stored, first);
-    const MachineSnapshot before = TakeSnapshot();
-    ASSERT_FALSE(platform::RemoveItem(link).Failed());
-    ASSERT_FALSE(platform::MakeSymbolicLink(link, second, 1).Failed());
-    ExpectOneDifference(before, Difference::Changed, link, L"link -> " + second);
-}
-
-TEST_F(SixSimulatorMachineTest, RemoveLeavesTheMachineAsBeforeInstall) {
-    const MachineSnapshot before = TakeSnapshot();
-    machine.Install(true);
-    // What a switch leaves: backups beside items, the data folder, moved entries
-    // with their InstallShield folder.
-    const auto records = CreateSimulators();
-    const GenericSimulator& v5 = *records[5];
-    ASSERT_TRUE(FolderBackup(v5.GetFolder(ProgramData), true));
-    ASSERT_TRUE(FileBackup(v5.GetFolder(RootExecutable), true));
-    RegistryBackup(HKLM, L"Software\\Kestrane\\Ferrymark\\Simulators\\Prepar3D v5\\Uninstall32",
-                   v5.GetLocation(true), true);
-    ASSERT_FALSE(platform::Exists(machine.InstallShieldFolder()));
-    MakeFolder(GetDataFolder());
-    WriteFile(GetDataFolder() + L"\\log.txt", "log");
-    EXPECT_GT(DiffSnapshots(before, TakeSnapshot()).size(), 100u);
-
-    machine.Remove();
-    const std::vector<Difference> left = DiffSnapshots(before, TakeSnapshot());
-    EXPECT_TRUE(left.empty()) << Text(Describe(left));
 }

@@ -13,32 +13,50 @@
 #include "engine/simbase.h"
 #include "engine/switch_target.h"
 #include "platform/fs.h"
-#include "platform/resources.h"
 #include "resources/resource.h"
 #include "simulators/catalogue.h"
 #include "simulators/prepar3d.h"
-#include "support/log_capture.h"
 #include "support/other_process.h"
-#include "support/simulator_sandbox.h"
+#include "support/sandbox.h"
 #include "tools/machine/machine_snapshot.h"
 #include "tools/machine/six_simulator_machine.h"
 
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <optional>
 
 namespace {
 
-// The main dialog's side, recorded.
-class TestHost final : public SwitchHost {
-public:
-    TestHost() : settings(RegistryHive::LocalMachine, kSettingsKey, false), simulators(CreateSimulators()) {
-        log.SetName(L"MAINDLG");
+const RegistryHive HKLM = RegistryHive::LocalMachine;
+
+std::wstring Uninstall(const std::wstring& name) {
+    return PathJoin(SixSimulatorMachine::kUninstallKey, name);
+}
+
+// The fixture is the main dialog's side of the switch, recorded.
+class SwitchTest : public SandboxTest, public SwitchHost {
+protected:
+    void SetUp() override {
+        SandboxTest::SetUp();
+        machine.Remove();
+        machine.Install(true);
+        OpenLog();
+        logFile = InFolder(L"log.txt");
+        settings.emplace(HKLM, kSettingsKey, false);
+        simulators = CreateSimulators();
+        channel.SetName(L"MAINDLG");
+        links = !other_process::RunningUnderWine();
+    }
+    void TearDown() override {
+        settings.reset();
+        machine.Remove();
+        SandboxTest::TearDown();
     }
     const std::vector<std::shared_ptr<GenericSimulator>>& Simulators() const override {
         return simulators;
     }
-    RegistryKey& Settings() override { return settings; }
+    RegistryKey& Settings() override { return *settings; }
     std::wstring RecordedTargetTitle() const override { return recorded; }
     void SetTargetActive(bool active) override { targetActive = active; }
     void ShowError(const std::wstring& text, const std::wstring& caption) override {
@@ -47,37 +65,10 @@ public:
     void UpdateTargetState(const std::wstring& title, bool active) override {
         updates.push_back(title + (active ? L" active" : L" inactive"));
     }
-    const Logger& Log() const override { return log; }
-    virtual ~TestHost() = default;
+    const Logger& Log() const override { return channel; }
 
-    RegistryKey settings;
-    std::vector<std::shared_ptr<GenericSimulator>> simulators;
-    std::wstring recorded;
-    bool targetActive = false;
-    std::vector<std::wstring> boxes;
-    std::vector<std::wstring> updates;
-    Logger log;
-};
-
-class SwitchTest : public SimulatorSandboxTest {
-protected:
-    void SetUp() override {
-        SimulatorSandboxTest::SetUp();
-        machine.Remove();
-        machine.Install(true);
-        logFile = InFolder(L"log.txt");
-        log = std::make_unique<LogCapture>(logFile);
-        host = std::make_unique<TestHost>();
-        links = !other_process::RunningUnderWine();
-    }
-    void TearDown() override {
-        host.reset();
-        log.reset();
-        machine.Remove();
-        SimulatorSandboxTest::TearDown();
-    }
     std::shared_ptr<GenericSimulator> Record(const std::wstring& title) const {
-        for (const auto& simulator : host->simulators)
+        for (const auto& simulator : simulators)
             if (simulator->GetTitle() == title)
                 return simulator;
         throw std::out_of_range("no such simulator");
@@ -85,11 +76,6 @@ protected:
     static std::wstring State(const MachineSnapshot& snapshot, const std::wstring& path) {
         const auto found = snapshot.files.find(path);
         return found == snapshot.files.end() ? L"(nothing)" : found->second.state;
-    }
-    static std::string Embedded(std::uint32_t id) {
-        const platform::FoundResource found = platform::FindOwnResource(id, platform::ResourceType::RcData);
-        const void* bytes = platform::LockOwnResource(platform::LoadOwnResource(found));
-        return std::string(static_cast<const char*>(bytes), platform::SizeOfOwnResource(found));
     }
     // Only the log changed.
     void ExpectUnchangedSince(const MachineSnapshot& before) {
@@ -100,8 +86,12 @@ protected:
 
     SixSimulatorMachine machine;
     std::wstring logFile;
-    std::unique_ptr<LogCapture> log;
-    std::unique_ptr<TestHost> host;
+    std::optional<RegistryKey> settings;
+    std::vector<std::shared_ptr<GenericSimulator>> simulators;
+    std::wstring recorded;
+    bool targetActive = false;
+    std::vector<std::wstring> boxes, updates;
+    Logger channel;
     bool links = true;
 };
 
@@ -126,15 +116,15 @@ TEST_F(SwitchTest, RoundTripLeavesOnlyTheDocumentedResidue) {
     const std::wstring backupRoot = PathJoin(GetDataFolder(), L"backup");
     const MachineSnapshot before = TakeSnapshot();
 
-    ASSERT_TRUE(SwitchTarget(*host, targetTitle, true));
+    ASSERT_TRUE(SwitchTarget(*this, targetTitle, true));
     const MachineSnapshot active = TakeSnapshot();
-    EXPECT_TRUE(host->boxes.empty());
-    EXPECT_EQ(host->updates, std::vector<std::wstring>{L"Prepar3D v4 active"});
-    EXPECT_TRUE(host->targetActive);
-    EXPECT_EQ(host->settings.ReadDword(L"TargetActive", 7), 1u);
-    EXPECT_EQ(host->settings.ReadString(L"TargetTitle", L""), targetTitle);
+    EXPECT_TRUE(boxes.empty());
+    EXPECT_EQ(updates, std::vector<std::wstring>{L"Prepar3D v4 active"});
+    EXPECT_TRUE(targetActive);
+    EXPECT_EQ(settings->ReadDword(L"TargetActive", 7), 1u);
+    EXPECT_EQ(settings->ReadString(L"TargetTitle", L""), targetTitle);
 
-    for (const auto& simulator : host->simulators) {
+    for (const auto& simulator : simulators) {
         const std::wstring title = simulator->GetTitle();
         SCOPED_TRACE(Narrow(title));
         const InstalledSimulator& installed = machine.Simulator(title);
@@ -179,26 +169,26 @@ TEST_F(SwitchTest, RoundTripLeavesOnlyTheDocumentedResidue) {
             } else {
                 EXPECT_EQ(State(active, path), L"(nothing)");
                 // The system's own text for "not supported" follows the reason.
-                EXPECT_EQ(log->Matching({"WARN Failed to create directory link " + Narrow(path) + " -> " +
+                EXPECT_EQ(LogMatching({"WARN Failed to create directory link " + Narrow(path) + " -> " +
                                          Narrow(linkTarget) + ", reason: "})
                               .size(),
                           1u);
             }
         }
         // The stub stands in for the executable, whose original waits beside it.
-        EXPECT_EQ(ReadFile(program), Embedded(IDR_LAUNCHER_STUB));
+        // Compared as a whole, so that a failure does not print two programs.
+        EXPECT_TRUE(ReadFile(program) == Embedded(IDR_LAUNCHER_STUB)) << "not the stub: " << Narrow(program);
         EXPECT_EQ(State(active, GetBackupPath(program)), State(before, program));
         // The simulator's own values name the target's folder.
         std::vector<std::wstring> keys{simulator->RegistryKeyPath()};
         if (simulator->GetKind() >= 4)
             keys.insert(keys.end(), {simulator->RegistryKeyPath() + L" Content",
                                      simulator->RegistryKeyPath() + L" Scenery"});
+        const bool wow = simulator->Is32Bit();
         for (const std::wstring& key : keys)
-            EXPECT_EQ(RegistryKey(RegistryHive::LocalMachine, key, simulator->Is32Bit())
-                          .ReadString(L"SetupPath", L""),
-                      targetLocation + L"\\")
+            EXPECT_EQ(RegistryKey(HKLM, key, wow).ReadString(L"SetupPath", L""), targetLocation + L"\\")
                 << Narrow(key);
-        EXPECT_EQ(RegistryKey(RegistryHive::CurrentUser, simulator->RegistryKeyPath(), simulator->Is32Bit())
+        EXPECT_EQ(RegistryKey(RegistryHive::CurrentUser, simulator->RegistryKeyPath(), wow)
                       .ReadString(L"AppPath", L""),
                   targetLocation + L"\\");
         // Its add-ons' Uninstall entries wait in the program's key with their time,
@@ -206,25 +196,23 @@ TEST_F(SwitchTest, RoundTripLeavesOnlyTheDocumentedResidue) {
         // is compared as a text prefix, so "...\Prepar3D" takes "...\Prepar3D v2\...".
         for (bool wow32 : {true, false}) {
             for (const std::wstring& name : wow32 ? installed.addonEntries32 : installed.addonEntries64) {
-                EXPECT_FALSE(RegistryKey::Exists(RegistryHive::LocalMachine,
-                                                 PathJoin(SixSimulatorMachine::kUninstallKey, name), wow32))
-                    << Narrow(name);
+                EXPECT_FALSE(RegistryKey::Exists(HKLM, Uninstall(name), wow32)) << Narrow(name);
                 std::vector<std::wstring> holders;
                 std::wstring firstOverlapping;
-                for (const auto& other : host->simulators) {
+                for (const auto& other : simulators) {
                     if (other == target)
                         continue;
                     const std::wstring moved =
                         FormatWide(L"%s\\Simulators\\%s\\%s\\%s", kSettingsKey, other->GetTitle().c_str(),
                                    wow32 ? L"Uninstall32" : L"Uninstall64", name.c_str());
-                    if (!RegistryKey::Exists(RegistryHive::LocalMachine, moved, false))
+                    if (!RegistryKey::Exists(HKLM, moved, false))
                         continue;
-                    RegistryKey entry(RegistryHive::LocalMachine, moved, false);
+                    RegistryKey entry(HKLM, moved, false);
                     holders.push_back(other->GetTitle());
                     EXPECT_EQ(entry.ReadString(L"__LastModified", L"").size(), 19u) << Narrow(name);
                     EXPECT_TRUE(PathsOverlap(entry.ReadString(L"InstallLocation", L""), installed.location));
                 }
-                for (const auto& other : host->simulators)
+                for (const auto& other : simulators)
                     if (other != target && firstOverlapping.empty() &&
                         PathsOverlap(installed.location, machine.Simulator(other->GetTitle()).location))
                         firstOverlapping = other->GetTitle();
@@ -235,9 +223,7 @@ TEST_F(SwitchTest, RoundTripLeavesOnlyTheDocumentedResidue) {
     // The simulators' own and unrelated entries stay; the InstallShield folder goes aside.
     for (bool wow32 : {true, false})
         for (const std::wstring& name : machine.OtherUninstallEntries(wow32))
-            EXPECT_TRUE(RegistryKey::Exists(RegistryHive::LocalMachine,
-                                            PathJoin(SixSimulatorMachine::kUninstallKey, name), wow32))
-                << Narrow(name);
+            EXPECT_TRUE(RegistryKey::Exists(HKLM, Uninstall(name), wow32)) << Narrow(name);
     EXPECT_EQ(State(active, machine.InstallShieldFolder()), L"(nothing)");
     EXPECT_EQ(State(active, GetBackupPath(machine.InstallShieldFolder())), L"folder");
 
@@ -260,28 +246,28 @@ TEST_F(SwitchTest, RoundTripLeavesOnlyTheDocumentedResidue) {
 
     // Backups of every configured simulator, the target's activation, then the others.
     std::vector<std::string> order{"INFO Activating Prepar3D v4"};
-    for (const auto& simulator : host->simulators)
+    for (const auto& simulator : simulators)
         for (const char* step : {"start", "end"})
             order.push_back("INFO --- " + Narrow(simulator->GetTitle()) + " backup " + step + " ---");
     order.insert(order.end(), {"TRACE --- Prepar3D v4 activate start ---", "TRACE --- Prepar3D v4 activate end ---"});
-    for (const auto& simulator : host->simulators)
+    for (const auto& simulator : simulators)
         if (simulator != target)
             for (const char* step : {"start", "end"})
                 order.push_back("INFO --- " + Narrow(simulator->GetTitle()) + " disable " + step + " ---");
     order.push_back("INFO Finished activating Prepar3D v4");
     const std::vector<std::string> steps{"INFO Activating", "INFO Deactivating", "INFO Finished", "INFO --- ",
                                          "TRACE --- "};
-    EXPECT_EQ(log->Matching(steps), order);
+    EXPECT_EQ(LogMatching(steps), order);
 
-    log->Clear();
+    ClearLog();
     // Deactivation records the title too, so the last target comes back preselected.
-    host->settings.DeleteValue(L"TargetTitle");
-    ASSERT_TRUE(SwitchTarget(*host, targetTitle, false));
-    EXPECT_FALSE(host->targetActive);
-    EXPECT_EQ(host->settings.ReadString(L"TargetTitle", L""), targetTitle);
-    EXPECT_EQ(host->updates.back(), L"Prepar3D v4 inactive");
+    settings->DeleteValue(L"TargetTitle");
+    ASSERT_TRUE(SwitchTarget(*this, targetTitle, false));
+    EXPECT_FALSE(targetActive);
+    EXPECT_EQ(settings->ReadString(L"TargetTitle", L""), targetTitle);
+    EXPECT_EQ(updates.back(), L"Prepar3D v4 inactive");
     order = {"INFO Deactivating Prepar3D v4"};
-    for (const auto& simulator : host->simulators) {
+    for (const auto& simulator : simulators) {
         const std::string title = Narrow(simulator->GetTitle());
         order.insert(order.end(), {"INFO --- " + title + " restore start ---", "INFO --- " + title + " restore end ---"});
         if (simulator->GetKind() != 0)
@@ -289,7 +275,7 @@ TEST_F(SwitchTest, RoundTripLeavesOnlyTheDocumentedResidue) {
                                        "TRACE --- " + title + " deactivate end ---"});
     }
     order.push_back("INFO Finished deactivating Prepar3D v4");
-    EXPECT_EQ(log->Matching(steps), order);
+    EXPECT_EQ(LogMatching(steps), order);
 
     // What a round trip leaves behind, each with its reason; anything else is a loss.
     struct Residue {
@@ -298,7 +284,7 @@ TEST_F(SwitchTest, RoundTripLeavesOnlyTheDocumentedResidue) {
         bool seen = false;
     };
     const std::wstring settingsItem = std::wstring(L"HKLM64\\") + kSettingsKey;
-    std::vector<Residue> residue{
+    Residue residue[] = {
         {"the backup tree keeps the configuration copies, and the rotation keeps it for later runs",
          [&](const Difference& d) {
              return d.kind == Difference::Added &&
@@ -368,15 +354,15 @@ TEST_F(SwitchTest, AHeldSimulatorOrAFailedRotationStopsBeforeAnythingChanges) {
             holders.push_back(std::make_unique<other_process::Holder>(other_process::Hold::WorkingFolder, path));
             ASSERT_TRUE(holders.back()->Started()) << holders.back()->Failure();
         }
-        log->Clear();
-        host->boxes.clear();
-        host->recorded = c.recorded;
+        ClearLog();
+        boxes.clear();
+        recorded = c.recorded;
         const MachineSnapshot before = TakeSnapshot();
-        EXPECT_FALSE(SwitchTarget(*host, L"Prepar3D v4", c.activate));
-        EXPECT_EQ(host->boxes, std::vector<std::wstring>{c.box});
-        EXPECT_FALSE(log->Matching({c.logLine}).empty()) << c.logLine;
-        EXPECT_TRUE(host->updates.empty());
-        EXPECT_EQ(host->settings.ReadDword(L"TargetActive", 7), 7u);
+        EXPECT_FALSE(SwitchTarget(*this, L"Prepar3D v4", c.activate));
+        EXPECT_EQ(boxes, std::vector<std::wstring>{c.box});
+        EXPECT_FALSE(LogMatching({c.logLine}).empty()) << c.logLine;
+        EXPECT_TRUE(updates.empty());
+        EXPECT_EQ(settings->ReadDword(L"TargetActive", 7), 7u);
         holders.clear();
         ExpectUnchangedSince(before);
     }
@@ -404,19 +390,19 @@ TEST_F(SwitchTest, ActivateLinksFilesByKindAndBuildAndDeactivateTakesThemAway) {
         const std::wstring link = PathJoin(location, L"scenery.cfg");
         const std::wstring real = PathJoin(simulator->GetFolder(ProgramData), L"scenery.cfg");
         ASSERT_TRUE(platform::Exists(real));
-        log->Clear();
+        ClearLog();
         EXPECT_TRUE(simulator->Activate());
         EXPECT_EQ(GetFileVersionText(copy), L"10.0.61637.0");
         // The attempt is logged on both builds, also where the system makes no link.
-        EXPECT_EQ(log->Contains("TRACE CreateFileLink " + Narrow(link) + " -> " + Narrow(real)), c.links);
+        EXPECT_EQ(LogContains("TRACE CreateFileLink " + Narrow(link) + " -> " + Narrow(real)), c.links);
         EXPECT_EQ(platform::IsSymbolicLink(link), c.links && links);
-        EXPECT_EQ(log->Matching({"TRACE CreateFileLink "}).size(), c.links ? 14u : 0u);
+        EXPECT_EQ(LogMatching({"TRACE CreateFileLink "}).size(), c.links ? 14u : 0u);
 
-        log->Clear();
+        ClearLog();
         EXPECT_TRUE(simulator->Deactivate());
         EXPECT_FALSE(platform::Exists(copy));
         EXPECT_FALSE(platform::IsSymbolicLink(link));
-        EXPECT_EQ(log->Contains("TRACE RemoveLink " + Narrow(link)), c.links);
+        EXPECT_EQ(LogContains("TRACE RemoveLink " + Narrow(link)), c.links);
     }
 }
 
@@ -429,7 +415,7 @@ TEST_F(SwitchTest, DisableRestoreAndBackupOnTheirOwn) {
     MachineSnapshot before = TakeSnapshot();
     EXPECT_FALSE(v4->Disable(v4));
     EXPECT_FALSE(fsx->Disable(nullptr));
-    EXPECT_EQ(log->Matching({"INFO --- "}),
+    EXPECT_EQ(LogMatching({"INFO --- "}),
               (std::vector<std::string>{"INFO --- Prepar3D v4 disable start ---",
                                         "INFO --- Flight Simulator X disable start ---"}));
     ExpectUnchangedSince(before);
@@ -439,14 +425,13 @@ TEST_F(SwitchTest, DisableRestoreAndBackupOnTheirOwn) {
     StoreLocation(L"Flight Simulator X", L"");
     const std::wstring program = PathJoin(machine.Simulator(L"Flight Simulator X").location, L"fsx.exe");
     const std::string programBytes = ReadFile(program);
-    RegistryKey own(RegistryHive::LocalMachine, fsx->RegistryKeyPath(), true);
+    RegistryKey own(HKLM, fsx->RegistryKeyPath(), true);
     EXPECT_TRUE(fsx->Disable(v4));
     EXPECT_EQ(own.ReadString(L"SetupPath", L""), v4Location);
     EXPECT_TRUE(platform::Exists(GetBackupPath(fsx->GetFolder(ProgramData))));
     EXPECT_EQ(ReadFile(program), programBytes);
     for (const std::wstring& name : machine.Simulator(L"Flight Simulator X").addonEntries32)
-        EXPECT_TRUE(RegistryKey::Exists(RegistryHive::LocalMachine,
-                                        PathJoin(SixSimulatorMachine::kUninstallKey, name), true));
+        EXPECT_TRUE(RegistryKey::Exists(HKLM, Uninstall(name), true));
     // Restore clears what Disable pointed at the target and brings the folders back.
     EXPECT_TRUE(fsx->Restore());
     EXPECT_EQ(own.ReadString(L"SetupPath", L"(none)"), L"(none)");
@@ -459,15 +444,15 @@ TEST_F(SwitchTest, DisableRestoreAndBackupOnTheirOwn) {
     // A slot that is absent gets no folder in the backup tree; the others do.
     const auto v1 = Record(L"Prepar3D v1");
     ASSERT_FALSE(platform::RemoveTree(v1->GetFolder(ProgramData)).Failed());
-    log->Clear();
+    ClearLog();
     const std::wstring tree = InFolder(L"tree");
     EXPECT_TRUE(v1->Backup(tree));
-    EXPECT_EQ(log->Matching({"INFO --- "}), (std::vector<std::string>{"INFO --- Prepar3D v1 backup start ---",
+    EXPECT_EQ(LogMatching({"INFO --- "}), (std::vector<std::string>{"INFO --- Prepar3D v1 backup start ---",
                                                                       "INFO --- Prepar3D v1 backup end ---"}));
     EXPECT_FALSE(platform::Exists(PathJoin(tree, L"Prepar3D v1\\ProgramData")));
     EXPECT_FALSE(platform::Exists(PathJoin(tree, L"Prepar3D v1\\UserPictures")));
     EXPECT_TRUE(platform::Exists(PathJoin(tree, L"Prepar3D v1\\LocalAppData")));
     // A second backup into the same tree keeps the first copies and says so.
     EXPECT_TRUE(v1->Backup(tree));
-    EXPECT_FALSE(log->Matching({"ERROR Failed to copy file folder "}).empty());
+    EXPECT_FALSE(LogMatching({"ERROR Failed to copy file folder "}).empty());
 }

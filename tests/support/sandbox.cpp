@@ -3,37 +3,48 @@
 #include "app/logger.h"
 #include "app/paths.h"
 #include "platform/fs.h"
+#include "platform/resources.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace reg = platform::registry;
+
+namespace {
+std::wstring testKeys; // below Software: the keys of the running test
+} // namespace
 
 void SandboxTest::SetUp() {
     folder = CreateSandboxFolder();
     const ::testing::TestInfo* info = ::testing::UnitTest::GetInstance()->current_test_info();
     const std::string name = std::string(info->test_suite_name()) + "." + info->name();
     keyPath = L"Software\\FerrymarkTests\\" + std::wstring(name.begin(), name.end());
-    DeleteTestKeys();
+    testKeys = keyPath.substr(std::wstring(L"Software\\").size());
+    DeleteKeys();
 }
 
 void SandboxTest::TearDown() {
     Logger::Instance().close();
     Logger::SetLevel(L"Info");
-    DeleteTestKeys();
+    DeleteKeys();
     RemoveSandboxFolder(folder);
 }
 
-void SandboxTest::DeleteTestKeys() {
-    const std::wstring below = keyPath.substr(std::wstring(L"Software\\").size());
-    for (RegistryHive hive : {RegistryHive::LocalMachine, RegistryHive::CurrentUser}) {
-        for (bool wow32 : {false, true}) {
-            reg::KeyHandle software = reg::OpenKey(hive, L"Software", wow32, false);
-            if (software == nullptr)
-                continue;
-            reg::DeleteTree(software, below);
-            reg::CloseKey(software);
-        }
-    }
+void SandboxTest::DeleteKeys() {
+    const std::pair<const wchar_t*, std::wstring> trees[] = {
+        {L"Software", testKeys},
+        {L"Software\\Kestrane\\Ferrymark", L"Simulators"},
+        {L"Software\\Microsoft\\Microsoft Games", L"Flight Simulator"},
+        {L"Software", L"LockheedMartin"},
+        {L"Software", L"Lockheed Martin"},
+    };
+    for (RegistryHive hive : {RegistryHive::LocalMachine, RegistryHive::CurrentUser})
+        for (bool wow32 : {false, true})
+            for (const auto& [parent, child] : trees)
+                if (reg::KeyHandle key = reg::OpenKey(hive, parent, wow32, false)) {
+                    reg::DeleteTree(key, child);
+                    reg::CloseKey(key);
+                }
 }
 
 void SandboxTest::MakeFolder(const std::wstring& path) {
@@ -41,9 +52,56 @@ void SandboxTest::MakeFolder(const std::wstring& path) {
         throw std::runtime_error("cannot create folder");
 }
 
+std::string SandboxTest::Embedded(std::uint32_t id) {
+    const platform::FoundResource found =
+        platform::FindOwnResource(id, platform::ResourceType::RcData);
+    const void* bytes = platform::LockOwnResource(platform::LoadOwnResource(found));
+    return std::string(static_cast<const char*>(bytes), platform::SizeOfOwnResource(found));
+}
+
+void SandboxTest::StoreLocation(const std::wstring& title, const std::wstring& location,
+                                const std::wstring& version) {
+    RegistryKey store(RegistryHive::LocalMachine,
+                      L"Software\\Kestrane\\Ferrymark\\Simulators\\" + title, false);
+    store.WriteString(L"InstallLocation", location);
+    store.WriteString(L"Version", version);
+}
+
 void SandboxTest::OpenLog(const wchar_t* level) {
     Logger::OpenFile(InFolder(L"log.txt"));
     Logger::SetLevel(level);
+}
+
+std::vector<std::string> SandboxTest::LogLines() const {
+    const std::string bytes = LogText();
+    std::vector<std::string> lines;
+    for (std::size_t start = 0, end; start < bytes.size(); start = end + 2) {
+        end = std::min(bytes.find("\r\n", start), bytes.size());
+        const std::string line = bytes.substr(start, end - start);
+        // "dd.mm.yyyy hh:mm:ss" and two blanks, the level right-aligned in five
+        // columns, and four blanks before the text.
+        std::string level = line.size() > 26 ? line.substr(21, 5) : std::string();
+        level.erase(0, level.find_first_not_of(' '));
+        lines.push_back(level + " " + (line.size() > 30 ? line.substr(30) : std::string()));
+    }
+    return lines;
+}
+
+std::vector<std::string> SandboxTest::LogMatching(const std::vector<std::string>& prefixes) const {
+    std::vector<std::string> found;
+    for (const std::string& line : LogLines())
+        for (const std::string& prefix : prefixes)
+            if (line.compare(0, prefix.size(), prefix) == 0) {
+                found.push_back(line);
+                break;
+            }
+    return found;
+}
+
+void SandboxTest::ClearLog() {
+    Logger::Instance().close();
+    WriteFile(InFolder(L"log.txt"), "");
+    Logger::OpenFile(InFolder(L"log.txt"));
 }
 
 std::wstring SandboxTest::InFolder(const std::wstring& name) const {

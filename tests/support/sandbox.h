@@ -1,12 +1,16 @@
 // A fresh folder and fresh registry keys for each test, against the real platform
-// of the build: the POSIX backend under a new root, or Windows (Wine) itself.
+// of the build: the POSIX backend under a new root, or Windows (Wine) itself. The
+// keys the simulator records use, and the program's store of them, start empty too.
 #pragma once
 
 #include "app/registry_key.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <string>
+#include <vector>
 
 class SandboxTest : public ::testing::Test {
 public:
@@ -14,6 +18,12 @@ public:
     static std::string ReadFile(const std::wstring& path);
     static void WriteFile(const std::wstring& path, const std::string& bytes);
     static void MakeFolder(const std::wstring& path);
+    static std::string Narrow(const std::wstring& text) { return {text.begin(), text.end()}; }
+    // An RCDATA resource of the test program's own image.
+    static std::string Embedded(std::uint32_t id);
+    // Writes the stored location (and version) of a simulator, as its dialog does.
+    static void StoreLocation(const std::wstring& title, const std::wstring& location,
+                              const std::wstring& version = L"");
 
 protected:
     void SetUp() override;
@@ -28,10 +38,20 @@ protected:
     // Opens the process log in this test's folder at `level`; closed after the test.
     void OpenLog(const wchar_t* level = L"TRACE");
     std::string LogText() const { return ReadFile(InFolder(L"log.txt")); }
-    static std::string Narrow(const std::wstring& text) { return {text.begin(), text.end()}; }
+    // The log's lines as "LEVEL text" without the time; a record's continuation
+    // lines have an empty level.
+    std::vector<std::string> LogLines() const;
+    // The lines that begin with one of the prefixes, in order.
+    std::vector<std::string> LogMatching(const std::vector<std::string>& prefixes) const;
+    bool LogContains(const std::string& line) const {
+        const std::vector<std::string> lines = LogLines();
+        return std::find(lines.begin(), lines.end(), line) != lines.end();
+    }
+    // Empties the log; it stays open.
+    void ClearLog();
 
 private:
-    void DeleteTestKeys();
+    static void DeleteKeys();
 
     std::wstring folder;
     std::wstring keyPath;

@@ -368,7 +368,8 @@ void SixSimulatorMachine::Remove() {
     }
     RemoveWithBackup(InstallShieldFolder());
     RemoveMakerFolderIfEmpty(PathParent(InstallShieldFolder()));
-    platform::RemoveTree(PathJoin(GetKnownFolder(KnownFolder::ProgramData), L"Kestrane"));
+    // The program's data folder and the company folder above it.
+    platform::RemoveTree(PathParent(GetDataFolder()));
 
     std::vector<std::wstring> entries = others32;
     entries.insert(entries.end(), others64.begin(), others64.end());
