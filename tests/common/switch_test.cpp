@@ -19,11 +19,11 @@
 #include "support/other_process.h"
 #include "support/sandbox.h"
 #include "tools/machine/machine_snapshot.h"
+#include "tools/machine/round_trip_residue.h"
 #include "tools/machine/six_simulator_machine.h"
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <optional>
 
 namespace {
@@ -102,10 +102,6 @@ bool MatchesPattern(const std::wstring& name, const std::wstring& pattern) {
     return EqualsIgnoringCase(name, pattern);
 }
 
-bool Below(const std::wstring& item, const std::wstring& folder) {
-    return item.size() > folder.size() && item.compare(0, folder.size(), folder) == 0 &&
-           item[folder.size()] == L'\\';
-}
 
 } // namespace
 
@@ -149,7 +145,7 @@ TEST_F(SwitchTest, RoundTripLeavesOnlyTheDocumentedResidue) {
         }
         std::size_t inTree = 0;
         for (const auto& [path, entry] : active.files)
-            inTree += Below(path, PathJoin(backupRoot, title)) && entry.state.rfind(L"file ", 0) == 0;
+            inTree += IsBelow(path, PathJoin(backupRoot, title)) && entry.state.rfind(L"file ", 0) == 0;
         EXPECT_GT(copies, 0u);
         EXPECT_EQ(inTree, copies) << "nothing else is copied";
 
@@ -277,50 +273,20 @@ TEST_F(SwitchTest, RoundTripLeavesOnlyTheDocumentedResidue) {
     order.push_back("INFO Finished deactivating Prepar3D v4");
     EXPECT_EQ(LogMatching(steps), order);
 
-    // What a round trip leaves behind, each with its reason; anything else is a loss.
-    struct Residue {
-        const char* reason;
-        std::function<bool(const Difference&)> matches;
-        bool seen = false;
-    };
-    const std::wstring settingsItem = std::wstring(L"HKLM64\\") + kSettingsKey;
-    Residue residue[] = {
-        {"the backup tree keeps the configuration copies, and the rotation keeps it for later runs",
-         [&](const Difference& d) {
-             return d.kind == Difference::Added &&
-                    (d.item == backupRoot || Below(d.item, backupRoot) ||
-                     Below(GetDataFolder(), d.item) || d.item == GetDataFolder());
-         }},
-        {"the program's log",
-         [&](const Difference& d) { return d.item == logFile; }},
-        {"the target's launch lists were made sound, and what an add-on adds to them must stay",
-         [&](const Difference& d) {
-             return d.kind != Difference::Removed && PathLastComponent(d.item).size() == 7 &&
-                    (PathParent(d.item) == target->GetFolder(ProgramData) ||
-                     PathParent(d.item) == target->GetFolder(RoamingAppData)) &&
-                    (PathLastComponent(d.item) == L"dll.xml" || PathLastComponent(d.item) == L"exe.xml");
-         }},
-        {"the keys that held the moved Uninstall entries stay behind, empty",
-         [&](const Difference& d) {
-             const std::wstring leaf = PathLastComponent(d.item);
-             return d.kind == Difference::Added && d.after == L"key" &&
-                    Below(d.item, settingsItem + L"\\Simulators") &&
-                    (leaf == L"Uninstall32" || leaf == L"Uninstall64");
-         }},
-        {"the state is recorded, and the last target comes back preselected",
-         [&](const Difference& d) {
-             return d.item == settingsItem + L"|TargetActive" || d.item == settingsItem + L"|TargetTitle";
-         }},
-    };
+    // What a round trip leaves behind, each with its reason, and this test's log;
+    // anything else is a loss. Each kind of residue must also show.
+    std::vector<ResidueItem> residue = RoundTripResidue(*target);
+    residue.push_back({"the program's log", [&](const Difference& d) { return d.item == logFile; }});
+    std::vector<bool> seen(residue.size(), false);
     for (const Difference& difference : DiffSnapshots(before, TakeSnapshot())) {
         bool allowed = false;
-        for (Residue& item : residue)
-            if (!allowed && item.matches(difference))
-                allowed = item.seen = true;
+        for (std::size_t at = 0; at < residue.size() && !allowed; ++at)
+            if (residue[at].allows(difference))
+                allowed = seen[at] = true;
         EXPECT_TRUE(allowed) << "not documented residue: " << Narrow(Describe(difference));
     }
-    for (const Residue& item : residue)
-        EXPECT_TRUE(item.seen) << "expected residue missing: " << item.reason;
+    for (std::size_t at = 0; at < residue.size(); ++at)
+        EXPECT_TRUE(seen[at]) << "expected residue missing: " << residue[at].reason;
 }
 
 TEST_F(SwitchTest, AHeldSimulatorOrAFailedRotationStopsBeforeAnythingChanges) {

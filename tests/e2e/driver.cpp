@@ -224,6 +224,21 @@ COLORREF Image::At(int x, int y) const {
     return RGB(pixels[offset + 2], pixels[offset + 1], pixels[offset]);
 }
 
+namespace {
+// The header of a bottom-up 24-bit image of the capture's size, for reading its
+// pixels and for writing them to a file alike.
+BITMAPINFOHEADER BottomUpRgb24(const Image& image) {
+    BITMAPINFOHEADER header{};
+    header.biSize = sizeof header;
+    header.biWidth = image.width;
+    header.biHeight = image.height;
+    header.biPlanes = 1;
+    header.biBitCount = 24;
+    header.biCompression = BI_RGB;
+    return header;
+}
+} // namespace
+
 Image Capture(HWND window) {
     Image image;
     RECT bounds{};
@@ -241,13 +256,7 @@ Image Capture(HWND window) {
     BitBlt(memory, 0, 0, image.width, image.height, screen, bounds.left, bounds.top, SRCCOPY);
     SelectObject(memory, previous);
 
-    BITMAPINFOHEADER header{};
-    header.biSize = sizeof header;
-    header.biWidth = image.width;
-    header.biHeight = image.height;
-    header.biPlanes = 1;
-    header.biBitCount = 24;
-    header.biCompression = BI_RGB;
+    BITMAPINFOHEADER header = BottomUpRgb24(image);
     const DWORD stride = ((static_cast<DWORD>(image.width) * 3 + 3) / 4) * 4;
     image.pixels.resize(stride * static_cast<DWORD>(image.height));
     GetDIBits(memory, bitmap, 0, static_cast<UINT>(image.height), image.pixels.data(),
@@ -279,13 +288,7 @@ void Screenshot(HWND window, const std::wstring& name) {
     const Image image = Capture(window);
     if (image.pixels.empty())
         return;
-    BITMAPINFOHEADER header{};
-    header.biSize = sizeof header;
-    header.biWidth = image.width;
-    header.biHeight = image.height;
-    header.biPlanes = 1;
-    header.biBitCount = 24;
-    header.biCompression = BI_RGB;
+    BITMAPINFOHEADER header = BottomUpRgb24(image);
     BITMAPFILEHEADER file{};
     file.bfType = 0x4D42;
     file.bfOffBits = sizeof file + sizeof header;

@@ -1,0 +1,43 @@
+#include "tools/machine/round_trip_residue.h"
+
+#include "app/constants.h"
+#include "app/machine.h"
+#include "app/paths.h"
+
+bool IsBelow(const std::wstring& item, const std::wstring& folder) {
+    return item.size() > folder.size() && item.compare(0, folder.size(), folder) == 0 &&
+           item[folder.size()] == L'\\';
+}
+
+std::vector<ResidueItem> RoundTripResidue(const GenericSimulator& target) {
+    const std::wstring dataFolder = GetDataFolder();
+    const std::wstring backupRoot = PathJoin(dataFolder, L"backup");
+    const std::wstring settings = std::wstring(L"HKLM64\\") + kSettingsKey;
+    const std::wstring programData = target.GetFolder(ProgramData);
+    const std::wstring roaming = target.GetFolder(RoamingAppData);
+    return {
+        {"the backup tree keeps the configuration copies, and the rotation keeps it for later runs",
+         [=](const Difference& d) {
+             return d.kind == Difference::Added &&
+                    (d.item == backupRoot || IsBelow(d.item, backupRoot) || IsBelow(dataFolder, d.item) ||
+                     d.item == dataFolder);
+         }},
+        {"the target's launch lists were made sound, and what an add-on adds to them must stay",
+         [=](const Difference& d) {
+             const std::wstring leaf = PathLastComponent(d.item);
+             return d.kind != Difference::Removed && (leaf == L"dll.xml" || leaf == L"exe.xml") &&
+                    (PathParent(d.item) == programData || PathParent(d.item) == roaming);
+         }},
+        {"the keys that held the moved Uninstall entries stay behind, empty",
+         [=](const Difference& d) {
+             const std::wstring leaf = PathLastComponent(d.item);
+             return d.kind == Difference::Added && d.after == L"key" &&
+                    IsBelow(d.item, settings + L"\\Simulators") &&
+                    (leaf == L"Uninstall32" || leaf == L"Uninstall64");
+         }},
+        {"the state is recorded, and the last target comes back preselected",
+         [=](const Difference& d) {
+             return d.item == settings + L"|TargetActive" || d.item == settings + L"|TargetTitle";
+         }},
+    };
+}
