@@ -38,6 +38,8 @@ public:
     static Logger& Instance();
     // One record through the process-wide sink. The tag is accepted and not shown.
     static void Write(int level, const std::wstring& tag, const std::wstring& text);
+    // One record without a channel, for code that has no logger object of its own.
+    static void Write(int level, const std::wstring& text) { Write(level, L"", text); }
     // Applies a level by its name, without regard to case; an unknown name changes nothing.
     static void SetLevel(const std::wstring& levelName);
     // Opens the process-wide log file for appending; an open file is closed first.

@@ -16,10 +16,6 @@ const wchar_t kCopyName[] = L"fsx.exe";
 // The first build of version 2 that keeps the linked files in its data folders.
 constexpr std::int32_t kFirstLinkedBuild = 12942;
 
-void Log(int level, const std::wstring& text) {
-    Logger::Write(level, L"", text);
-}
-
 } // namespace
 
 bool Prepar3D::UsesFileLinks() const {
@@ -29,7 +25,7 @@ bool Prepar3D::UsesFileLinks() const {
 
 bool Prepar3D::Activate() {
     // These lines stand a level below the INFO lines of the other operations.
-    Log(Logger::Trace, L"--- " + title + L" activate start ---");
+    Logger::Write(Logger::Trace, L"--- " + title + L" activate start ---");
     const std::wstring program = GetFolder(RootExecutable);
     const std::wstring copy = PathJoin(PathParent(program), kCopyName);
     // A copy from an earlier activation is replaced; a failure ends the switch here.
@@ -48,10 +44,10 @@ bool Prepar3D::Activate() {
         const std::wstring path = PathJoin(GetFolder(document.folder), type + L".xml");
         if (VerifySimBaseDocument(path, simBaseVersion))
             continue;
-        Log(Logger::DebugLevel, L"SimBase document failed verification " + path);
+        Logger::Write(Logger::DebugLevel, L"SimBase document failed verification " + path);
         // What stood in an unusable document is not kept.
         if (!CreateSimBaseDocument(path, type, simBaseVersion))
-            Log(Logger::WarnLevel, L"Failed to create SimBase document " + path);
+            Logger::Write(Logger::WarnLevel, L"Failed to create SimBase document " + path);
     }
 
     if (UsesFileLinks()) {
@@ -63,12 +59,12 @@ bool Prepar3D::Activate() {
                 CreateFileLink(PathJoin(linkFolder, name), PathJoin(realFolder, name));
         }
     }
-    Log(Logger::Trace, L"--- " + title + L" activate end ---");
+    Logger::Write(Logger::Trace, L"--- " + title + L" activate end ---");
     return true;
 }
 
 bool Prepar3D::Deactivate() {
-    Log(Logger::Trace, L"--- " + title + L" deactivate start ---");
+    Logger::Write(Logger::Trace, L"--- " + title + L" deactivate start ---");
     // Without a location the copy is a bare name, relative to the current folder.
     const std::wstring copy = PathJoin(PathParent(GetFolder(RootExecutable)), kCopyName);
     if (platform::Exists(copy))
@@ -84,6 +80,6 @@ bool Prepar3D::Deactivate() {
                 RemoveLink(PathJoin(linkFolder, name));
         }
     }
-    Log(Logger::Trace, L"--- " + title + L" deactivate end ---");
+    Logger::Write(Logger::Trace, L"--- " + title + L" deactivate end ---");
     return true;
 }

@@ -12,10 +12,6 @@ const wchar_t* OverwriteWord(bool overwrite) {
     return overwrite ? L"(overwrite)" : L"(keep existing)";
 }
 
-void Log(int level, const std::wstring& text) {
-    Logger::Write(level, L"", text);
-}
-
 // RFC 4648 section 4: the alphabet that ends in + and /, padded with =. The
 // backup name keeps this alphabet even where / then splits the name, since
 // backups made earlier must be found again under the same name.
@@ -54,7 +50,8 @@ bool Move(const std::wstring& from, const std::wstring& to) {
     const platform::SystemError failure = platform::MoveItem(from, to);
     if (!failure.Failed())
         return true;
-    Log(Logger::WarnLevel, L"Failed to move " + from + L" -> " + to + L", reason: " + failure.text);
+    Logger::Write(Logger::WarnLevel,
+                  L"Failed to move " + from + L" -> " + to + L", reason: " + failure.text);
     return false;
 }
 
@@ -76,16 +73,16 @@ bool IsInUse(std::wstring path) {
     const platform::SystemError failure = platform::MoveItem(path, path);
     if (!failure.Failed())
         return false;
-    Log(Logger::WarnLevel, L"File or folder in use " + path);
+    Logger::Write(Logger::WarnLevel, L"File or folder in use " + path);
     return true;
 }
 
 bool FileBackup(std::wstring path, bool overwrite) {
-    Log(Logger::Trace, L"FileBackup " + path + L" " + OverwriteWord(overwrite));
+    Logger::Write(Logger::Trace, L"FileBackup " + path + L" " + OverwriteWord(overwrite));
     if (!platform::Exists(path))
         return true;
     if (IsInUse(path)) {
-        Log(Logger::WarnLevel, L"File is in use, cannot back up " + path);
+        Logger::Write(Logger::WarnLevel, L"File is in use, cannot back up " + path);
         return false;
     }
     if (platform::IsSymbolicLink(path))
@@ -98,85 +95,88 @@ bool FileBackup(std::wstring path, bool overwrite) {
 }
 
 bool FileRestore(std::wstring path, bool overwrite) {
-    Log(Logger::Trace, L"FileRestore " + path + L" " + OverwriteWord(overwrite));
+    Logger::Write(Logger::Trace, L"FileRestore " + path + L" " + OverwriteWord(overwrite));
     const std::wstring backupPath = GetBackupPath(path);
     if (!platform::Exists(backupPath)) {
-        Log(Logger::InfoLevel, L"Backup file does not exist and will be skipped " + backupPath);
+        Logger::Write(Logger::InfoLevel,
+                      L"Backup file does not exist and will be skipped " + backupPath);
         return false;
     }
     if (platform::IsSymbolicLink(backupPath)) {
-        Log(Logger::WarnLevel, L"Backup file is a symbolic link and will be skipped " + backupPath);
+        Logger::Write(Logger::WarnLevel,
+                      L"Backup file is a symbolic link and will be skipped " + backupPath);
         return false;
     }
     if (IsInUse(path)) {
-        Log(Logger::WarnLevel, L"File is in use, cannot restore " + path);
+        Logger::Write(Logger::WarnLevel, L"File is in use, cannot restore " + path);
         return false;
     }
     if (platform::Exists(path)) {
         if (!overwrite) {
-            Log(Logger::Trace, L"Restored file already exists and overwriting is not allowed, "
-                               L"skipping file restore");
+            Logger::Write(Logger::Trace,
+                          L"Restored file already exists and overwriting is not allowed, "
+                          L"skipping file restore");
             return true;
         }
         // Asked again right before the removal: the file may have been taken
         // since the first question.
         if (IsInUse(path)) {
-            Log(Logger::WarnLevel, L"File is in use, cannot delete " + path);
+            Logger::Write(Logger::WarnLevel, L"File is in use, cannot delete " + path);
             return false;
         }
-        Log(Logger::Trace, L"Restored file already exists and will be overwritten");
+        Logger::Write(Logger::Trace, L"Restored file already exists and will be overwritten");
         RemoveItemOrRaise(path);
     }
     return Move(backupPath, path);
 }
 
 bool FolderBackup(std::wstring path, bool overwrite) {
-    Log(Logger::Trace, L"FolderBackup " + path + L" " + OverwriteWord(overwrite));
+    Logger::Write(Logger::Trace, L"FolderBackup " + path + L" " + OverwriteWord(overwrite));
     const std::wstring backupPath = GetBackupPath(path);
     if (!platform::Exists(path)) {
-        Log(Logger::Trace, L"Folder does not exist, skipping " + path);
+        Logger::Write(Logger::Trace, L"Folder does not exist, skipping " + path);
         return true;
     }
     if (platform::IsSymbolicLink(path)) {
-        Log(Logger::WarnLevel, L"Folder is a symlink, cannot back up " + path);
+        Logger::Write(Logger::WarnLevel, L"Folder is a symlink, cannot back up " + path);
         return false;
     }
     if (IsInUse(path) || IsInUse(backupPath)) {
-        Log(Logger::WarnLevel, L"Folder is in use, cannot back up " + path);
+        Logger::Write(Logger::WarnLevel, L"Folder is in use, cannot back up " + path);
         return false;
     }
     if (platform::Exists(backupPath)) {
         if (!overwrite) {
-            Log(Logger::WarnLevel, L"Backup already exists, cannot back up " + path);
+            Logger::Write(Logger::WarnLevel, L"Backup already exists, cannot back up " + path);
             return false;
         }
-        Log(Logger::Trace, L"Deleting existing backup folder " + backupPath);
+        Logger::Write(Logger::Trace, L"Deleting existing backup folder " + backupPath);
         RemoveTreeOrRaise(backupPath);
     }
     return Move(path, backupPath);
 }
 
 bool FolderRestore(std::wstring path, bool overwrite) {
-    Log(Logger::Trace, L"FolderRestore " + path + L" " + OverwriteWord(overwrite));
+    Logger::Write(Logger::Trace, L"FolderRestore " + path + L" " + OverwriteWord(overwrite));
     const std::wstring backupPath = GetBackupPath(path);
     if (IsInUse(path) || IsInUse(backupPath)) {
-        Log(Logger::WarnLevel, L"Folder is in use, cannot restore " + path);
+        Logger::Write(Logger::WarnLevel, L"Folder is in use, cannot restore " + path);
         return false;
     }
     if (platform::IsSymbolicLink(path)) {
-        Log(Logger::Trace, L"Removing symbolic link");
+        Logger::Write(Logger::Trace, L"Removing symbolic link");
         RemoveItemOrRaise(path);
     }
     if (platform::Exists(path) && overwrite) {
-        Log(Logger::Trace, L"Restored folder already exists and will be overwritten");
+        Logger::Write(Logger::Trace, L"Restored folder already exists and will be overwritten");
         RemoveTreeOrRaise(path);
     }
     if (!platform::Exists(backupPath)) {
-        Log(Logger::Trace, L"Backup folder does not exist");
+        Logger::Write(Logger::Trace, L"Backup folder does not exist");
         // Tidy one level: the parent of the backup is the parent of the path.
         const std::wstring parent = PathParent(backupPath);
         if (platform::Exists(parent) && platform::IsFolderEmpty(parent) && !IsInUse(parent)) {
-            Log(Logger::Trace, L"Removing parent folder " + parent);
+            Logger::Write(Logger::Trace, L"Removing parent folder " + parent);
             RemoveItemOrRaise(parent);
         }
         return true;

@@ -16,10 +16,6 @@ constexpr std::uint32_t kUnprivileged = 2; // SYMBOLIC_LINK_FLAG_ALLOW_UNPRIVILE
 constexpr std::uint32_t kInvalidParameter = 87;
 constexpr std::uint32_t kNotEnoughMemory = 12;
 
-void Log(int level, const std::wstring& text) {
-    Logger::Write(level, L"", text);
-}
-
 // The system stores a link's target text as given, so it is cleaned first. An
 // older system refuses the unprivileged flag with "invalid parameter", and gets
 // exactly one more call without it.
@@ -60,7 +56,7 @@ std::wstring CleanLinkTarget(const std::wstring& target) {
 }
 
 bool CreateDirectoryLink(std::wstring link, std::wstring target) {
-    Log(Logger::Trace, L"CreateDirectoryLink " + link + L" -> " + target);
+    Logger::Write(Logger::Trace, L"CreateDirectoryLink " + link + L" -> " + target);
     const std::wstring parent = PathParent(link);
     if (!platform::Exists(parent))
         CreateFoldersOrRaise(parent);
@@ -70,40 +66,40 @@ bool CreateDirectoryLink(std::wstring link, std::wstring target) {
         CreateFoldersOrRaise(target);
     const platform::SystemError failure = MakeLink(link, target, kFolderLink);
     if (failure.Failed()) {
-        Log(Logger::WarnLevel, L"Failed to create directory link " + link + L" -> " + target +
-                                   L", reason: " + failure.text);
+        Logger::Write(Logger::WarnLevel, L"Failed to create directory link " + link + L" -> " +
+                                             target + L", reason: " + failure.text);
         return false;
     }
     return true;
 }
 
 bool CreateFileLink(std::wstring link, std::wstring target) {
-    Log(Logger::Trace, L"CreateFileLink " + link + L" -> " + target);
+    Logger::Write(Logger::Trace, L"CreateFileLink " + link + L" -> " + target);
     // The set of files to link is fixed, and a simulator need not have them all.
     if (!platform::Exists(target)) {
-        Log(Logger::Trace, L"Target does not exist");
+        Logger::Write(Logger::Trace, L"Target does not exist");
         return true;
     }
     if (platform::IsSymbolicLink(link)) {
-        Log(Logger::Trace, L"A symbolic link already exists, removing");
+        Logger::Write(Logger::Trace, L"A symbolic link already exists, removing");
         RemoveItemOrRaise(link);
     }
     const std::wstring parent = PathParent(link);
     if (!platform::Exists(parent)) {
-        Log(Logger::Trace, L"Creating folder structure for the link");
+        Logger::Write(Logger::Trace, L"Creating folder structure for the link");
         CreateFoldersOrRaise(parent);
     }
     const platform::SystemError failure = MakeLink(link, target, 0);
     if (failure.Failed()) {
-        Log(Logger::WarnLevel, L"Failed to create symbolic link " + link + L" -> " + target +
-                                   L", reason: " + failure.text);
+        Logger::Write(Logger::WarnLevel, L"Failed to create symbolic link " + link + L" -> " +
+                                             target + L", reason: " + failure.text);
         return false;
     }
     return true;
 }
 
 bool RemoveLink(std::wstring path) {
-    Log(Logger::Trace, L"RemoveLink " + path);
+    Logger::Write(Logger::Trace, L"RemoveLink " + path);
     // The existence test follows the link: a dangling one counts as nothing there
     // and stays.
     if (!platform::Exists(path))
@@ -112,7 +108,8 @@ bool RemoveLink(std::wstring path) {
         return false;
     const platform::SystemError failure = platform::RemoveItem(path);
     if (failure.Failed()) {
-        Log(Logger::WarnLevel, L"Failed to remove link " + path + L", reason: " + failure.text);
+        Logger::Write(Logger::WarnLevel,
+                      L"Failed to remove link " + path + L", reason: " + failure.text);
         return false;
     }
     return true;

@@ -18,10 +18,6 @@ const wchar_t kRestoreEntryPrefix[] = L"Software\\Microsoft\\Windows\\CurrentVer
 const wchar_t kLastModified[] = L"__LastModified";
 const wchar_t kInstallShieldFolder[] = L"InstallShield Installation Information";
 
-void Log(int level, const std::wstring& text) {
-    Logger::Write(level, L"", text);
-}
-
 std::wstring InstallShieldBase() {
     return PathJoin(GetKnownFolder(KnownFolder::ProgramFilesX86), kInstallShieldFolder);
 }
@@ -37,7 +33,8 @@ bool PathsOverlap(const std::wstring& first, const std::wstring& second) {
 
 bool RegistryBackup(RegistryHive backupHive, std::wstring backupPath, std::wstring location,
                     bool wow32) {
-    Log(Logger::Trace, L"RegistryBackup " + location + (wow32 ? L" (32 bit)" : L" (64 bit)"));
+    Logger::Write(Logger::Trace,
+                  L"RegistryBackup " + location + (wow32 ? L" (32 bit)" : L" (64 bit)"));
     const std::wstring installShield = InstallShieldBase();
 
     // The names are taken before anything moves: each move changes the listing.
@@ -57,17 +54,17 @@ bool RegistryBackup(RegistryHive backupHive, std::wstring backupPath, std::wstri
             continue;
 
         const std::wstring entryBackupPath = backupPath + L"\\" + name;
-        Log(Logger::DebugLevel, L"Backing up key " + name + L" to " + entryBackupPath);
+        Logger::Write(Logger::DebugLevel, L"Backing up key " + name + L" to " + entryBackupPath);
         const std::wstring lastModified = entry.LastWriteTimeText();
         if (!entry.MoveTo(backupHive, entryBackupPath, false, true)) {
-            Log(Logger::WarnLevel, L"Unable to back up the key");
+            Logger::Write(Logger::WarnLevel, L"Unable to back up the key");
             continue;
         }
         entry.WriteString(kLastModified, lastModified);
 
         const std::wstring folder = PathJoin(installShield, name);
         if (platform::Exists(folder)) {
-            Log(Logger::DebugLevel, L"Disabling InstallShield folder " + folder);
+            Logger::Write(Logger::DebugLevel, L"Disabling InstallShield folder " + folder);
             FolderBackup(folder, true);
         }
     }
@@ -75,7 +72,7 @@ bool RegistryBackup(RegistryHive backupHive, std::wstring backupPath, std::wstri
 }
 
 bool RegistryRestore(RegistryHive backupHive, std::wstring backupPath, bool wow32) {
-    Log(Logger::Trace, L"RegistryRestore");
+    Logger::Write(Logger::Trace, L"RegistryRestore");
     const std::wstring installShield = InstallShieldBase();
     if (!RegistryKey::Exists(backupHive, backupPath, false))
         return true;
@@ -103,9 +100,9 @@ bool RegistryRestore(RegistryHive backupHive, std::wstring backupPath, bool wow3
                 continue;
         }
 
-        Log(Logger::DebugLevel, L"Restoring key " + name + L" from " + entryBackupPath);
+        Logger::Write(Logger::DebugLevel, L"Restoring key " + name + L" from " + entryBackupPath);
         if (!entry.MoveTo(RegistryHive::LocalMachine, livePath, wow32, true)) {
-            Log(Logger::WarnLevel, L"Unable to restore the key");
+            Logger::Write(Logger::WarnLevel, L"Unable to restore the key");
             continue;
         }
         entry.DeleteValue(kLastModified);

@@ -12,21 +12,13 @@
 #include "platform/fs.h"
 #include "resources/resource.h"
 
-namespace {
-
-void Log(int level, const std::wstring& text) {
-    Logger::Write(level, L"", text);
-}
-
-} // namespace
-
 std::wstring GenericSimulator::UninstallBackupKey(bool wow32) const {
     return FormatWide(wow32 ? L"%s\\Simulators\\%s\\Uninstall32" : L"%s\\Simulators\\%s\\Uninstall64",
                       kSettingsKey, title.c_str());
 }
 
 bool GenericSimulator::Backup(std::wstring backupRoot) {
-    Log(Logger::InfoLevel, L"--- " + title + L" backup start ---");
+    Logger::Write(Logger::InfoLevel, L"--- " + title + L" backup start ---");
     for (const auto& [slot, patterns] : backupPatterns) {
         const std::wstring source = GetFolder(slot);
         if (!platform::Exists(source))
@@ -40,28 +32,28 @@ bool GenericSimulator::Backup(std::wstring backupRoot) {
             if (!platform::Exists(destination)) {
                 const platform::SystemError failure = platform::CreateFolders(destination);
                 if (failure.Failed()) {
-                    Log(Logger::ErrorLevel, L"Failed to create folder " + destination +
-                                                L", reason: " + failure.text);
+                    Logger::Write(Logger::ErrorLevel, L"Failed to create folder " + destination +
+                                                          L", reason: " + failure.text);
                     continue;
                 }
             }
             for (const std::wstring& match : matches) {
                 const std::wstring copy = PathJoin(destination, PathLastComponent(match));
-                Log(Logger::Trace, L"Copying " + match + L" -> " + copy);
+                Logger::Write(Logger::Trace, L"Copying " + match + L" -> " + copy);
                 // A copy that is already there is an error and stays as it is.
                 const platform::SystemError failure = platform::CopyFileTo(match, copy, false);
                 if (failure.Failed())
-                    Log(Logger::ErrorLevel,
-                        L"Failed to copy file folder " + match + L", reason: " + failure.text);
+                    Logger::Write(Logger::ErrorLevel, L"Failed to copy file folder " + match +
+                                                          L", reason: " + failure.text);
             }
         }
     }
-    Log(Logger::InfoLevel, L"--- " + title + L" backup end ---");
+    Logger::Write(Logger::InfoLevel, L"--- " + title + L" backup end ---");
     return true;
 }
 
 bool GenericSimulator::Disable(std::shared_ptr<GenericSimulator> target) {
-    Log(Logger::InfoLevel, L"--- " + title + L" disable start ---");
+    Logger::Write(Logger::InfoLevel, L"--- " + title + L" disable start ---");
     // Without a target there is nothing to stand for: nothing is touched.
     if (!target) {
         logger.Warn(L"No target to disable towards");
@@ -97,12 +89,12 @@ bool GenericSimulator::Disable(std::shared_ptr<GenericSimulator> target) {
         RegistryBackup(RegistryHive::LocalMachine, UninstallBackupKey(true), location, true);
         RegistryBackup(RegistryHive::LocalMachine, UninstallBackupKey(false), location, false);
     }
-    Log(Logger::InfoLevel, L"--- " + title + L" disable end ---");
+    Logger::Write(Logger::InfoLevel, L"--- " + title + L" disable end ---");
     return true;
 }
 
 bool GenericSimulator::Restore() {
-    Log(Logger::InfoLevel, L"--- " + title + L" restore start ---");
+    Logger::Write(Logger::InfoLevel, L"--- " + title + L" restore start ---");
     // Without a location this clears the values that Disable pointed at the target.
     SetLocation(GetLocation(true));
     // Each item is restored as far as its backup shows it was set aside.
@@ -117,6 +109,6 @@ bool GenericSimulator::Restore() {
         RegistryRestore(RegistryHive::LocalMachine, UninstallBackupKey(true), true);
         RegistryRestore(RegistryHive::LocalMachine, UninstallBackupKey(false), false);
     }
-    Log(Logger::InfoLevel, L"--- " + title + L" restore end ---");
+    Logger::Write(Logger::InfoLevel, L"--- " + title + L" restore end ---");
     return true;
 }
