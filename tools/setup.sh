@@ -9,6 +9,10 @@ packages=(
   g++-mingw-w64-x86-64-posix mingw-w64-tools binutils-mingw-w64-x86-64
   wine wine64 xvfb xauth imagemagick
   sqlite3 libsqlite3-dev libgtest-dev googletest liblief-dev python3
+  # shipping: the installer, signing and the manual
+  wixl msitools osslsigncode openssl weasyprint poppler-utils
+  # proof: the fuzz target of the SimBase reader
+  clang libfuzzer-14-dev
 )
 
 missing=()
