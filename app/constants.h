@@ -1,8 +1,12 @@
 // Names and numbers of the program that more than one place uses.
 #pragma once
 
+#include "ferrymark_version.h"
+
 inline constexpr const wchar_t* kProductTitle = L"Ferrymark";
-inline constexpr int kVersion[4] = {5, 0, 7, 0};
+// The project's version, from the build.
+inline constexpr int kVersion[4] = {FERRYMARK_VERSION_MAJOR, FERRYMARK_VERSION_MINOR,
+                                    FERRYMARK_VERSION_PATCH, FERRYMARK_VERSION_TWEAK};
 
 inline constexpr const wchar_t* kSingleInstanceMutex = L"{1c9627d4-94bb-4214-860f-abeda9727cda}";
 inline constexpr const wchar_t* kSettingsKey = L"Software\\Kestrane\\Ferrymark";

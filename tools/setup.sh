@@ -10,7 +10,7 @@ packages=(
   wine wine64 xvfb xauth imagemagick
   sqlite3 libsqlite3-dev libgtest-dev googletest liblief-dev python3
   # shipping: the installer, signing and the manual
-  wixl msitools osslsigncode openssl weasyprint poppler-utils
+  wixl msitools python3-olefile osslsigncode openssl weasyprint poppler-utils
   # proof: the fuzz target of the SimBase reader
   clang libfuzzer-14-dev
 )

@@ -9,8 +9,9 @@
 namespace {
 
 // The version shown here is this dialog's own: it is not read from the version
-// resource and changes together with it at a release.
-constexpr int kShownVersion[4] = {5, 0, 7, 0};
+// resource, but both are made from the project's version by the build.
+constexpr int kShownVersion[4] = {FERRYMARK_VERSION_MAJOR, FERRYMARK_VERSION_MINOR,
+                                  FERRYMARK_VERSION_PATCH, FERRYMARK_VERSION_TWEAK};
 
 } // namespace
 

@@ -26,6 +26,12 @@
 
 #include <optional>
 
+#ifdef FERRYMARK_SIGN_CAFILE
+#include "platform/posix/host.h"
+
+#include <cstdio>
+#endif
+
 namespace {
 
 const RegistryHive HKLM = RegistryHive::LocalMachine;
@@ -94,6 +100,24 @@ protected:
     Logger channel;
     bool links = true;
 };
+
+#ifdef FERRYMARK_SIGN_CAFILE
+// What osslsigncode says of a file's signature, checked against the certificate
+// that signed the build: its whole report.
+std::string SignatureReport(const std::wstring& path) {
+    const std::string command = "osslsigncode verify -CAfile '" FERRYMARK_SIGN_CAFILE "' -in '" +
+                                platform::posix::HostPath(path) + "' 2>&1";
+    std::string report;
+    if (FILE* pipe = popen(command.c_str(), "r")) {
+        char buffer[4096];
+        for (std::size_t got; (got = fread(buffer, 1, sizeof buffer, pipe)) > 0;)
+            report.append(buffer, got);
+        if (pclose(pipe) != 0)
+            report += "\n(osslsigncode failed)";
+    }
+    return report;
+}
+#endif
 
 bool MatchesPattern(const std::wstring& name, const std::wstring& pattern) {
     if (pattern.rfind(L"*", 0) == 0)
@@ -174,6 +198,12 @@ TEST_F(SwitchTest, RoundTripLeavesOnlyTheDocumentedResidue) {
         // The stub stands in for the executable, whose original waits beside it.
         // Compared as a whole, so that a failure does not print two programs.
         EXPECT_TRUE(ReadFile(program) == Embedded(IDR_LAUNCHER_STUB)) << "not the stub: " << Narrow(program);
+#ifdef FERRYMARK_SIGN_CAFILE
+        // Written byte for byte, the stub keeps the signature made at build time.
+        const std::string report = SignatureReport(program);
+        EXPECT_NE(report.find("Signature verification: ok"), std::string::npos) << report;
+        EXPECT_EQ(report.find("(osslsigncode failed)"), std::string::npos) << report;
+#endif
         EXPECT_EQ(State(active, GetBackupPath(program)), State(before, program));
         // The simulator's own values name the target's folder.
         std::vector<std::wstring> keys{simulator->RegistryKeyPath()};
