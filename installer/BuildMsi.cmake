@@ -12,6 +12,8 @@ endforeach()
 file(COPY_FILE ${PROGRAM} ${STAGE}/Ferrymark.exe)
 file(COPY_FILE ${MANUAL} ${STAGE}/Manual.pdf)
 file(COPY_FILE ${ICON} ${STAGE}/ferrymark.ico)
+# wixl finds the files beside the descriptor.
+file(COPY_FILE ${SOURCE} ${STAGE}/Ferrymark.wxs)
 execute_process(COMMAND touch -d @${TIME} ${STAGE}/Ferrymark.exe ${STAGE}/Manual.pdf ${STAGE}/ferrymark.ico)
 
 set(contents "${VERSION}")
@@ -26,7 +28,8 @@ string(UUID package_code NAMESPACE ${PRODUCT_CODE} NAME "${contents} ${hash}" TY
 file(REMOVE ${OUTPUT})
 execute_process(
     COMMAND ${WIXL} --arch x64 -D Version=${VERSION} -D ProductCode={${PRODUCT_CODE}}
-            -D StageDir=${STAGE} -o ${OUTPUT} ${SOURCE}
+            -o ${OUTPUT} Ferrymark.wxs
+    WORKING_DIRECTORY ${STAGE}
     RESULT_VARIABLE result)
 if(NOT result EQUAL 0)
     message(FATAL_ERROR "wixl failed (${result})")

@@ -24,7 +24,7 @@ std::string Narrow(const std::wstring& text) {
     return std::string(text.begin(), text.end());
 }
 
-std::wstring KnownFolder(REFKNOWNFOLDERID id) {
+std::wstring ShellFolder(REFKNOWNFOLDERID id) {
     PWSTR path = nullptr;
     std::wstring result;
     if (SUCCEEDED(SHGetKnownFolderPath(id, 0, nullptr, &path)))
@@ -34,7 +34,7 @@ std::wstring KnownFolder(REFKNOWNFOLDERID id) {
 }
 
 // Runs a command line to its end: its exit code, or STILL_ACTIVE after four minutes.
-DWORD Run(std::wstring commandLine) {
+DWORD RunToEnd(std::wstring commandLine) {
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
     PROCESS_INFORMATION info{};
@@ -86,11 +86,24 @@ std::wstring FindEntry(bool wow32) {
     return L"";
 }
 
+bool UnderWine() {
+    return GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
+}
+
+// Wine's installer resolves ProgramMenuFolder to the user's Start menu whatever the
+// package's scope (a known gap in its msi), so there the shortcut is read where
+// Wine put it; TheShortcutIsInTheAllUsersStartMenu is skipped.
+std::wstring ShortcutFile() {
+    const std::wstring common = ShellFolder(FOLDERID_CommonPrograms) + L"\\Ferrymark.lnk";
+    if (!FileExists(common) && UnderWine())
+        return ShellFolder(FOLDERID_Programs) + L"\\Ferrymark.lnk";
+    return common;
+}
+
 class InstallerTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        if (GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr &&
-            Environment(L"DISPLAY").empty())
+        if (UnderWine() && Environment(L"DISPLAY").empty())
             GTEST_SKIP() << "no X display for the program's windows under Wine: run under xvfb-run";
         build = Environment(L"FERRYMARK_BUILD");
         ASSERT_FALSE(build.empty()) << "FERRYMARK_BUILD names the build folder under test";
@@ -102,8 +115,8 @@ protected:
         Msiexec(L"/x");
         platform::registry::DeleteTreeBelowHive(HKLM, L"Software\\Kestrane");
         RemoveTreeQuietly(GetDataFolder());
-        installFolder = KnownFolder(FOLDERID_ProgramFiles) + L"\\Kestrane\\Ferrymark";
-        shortcutFile = KnownFolder(FOLDERID_CommonPrograms) + L"\\Ferrymark.lnk";
+        companyFolder = ShellFolder(FOLDERID_ProgramFiles) + L"\\Kestrane";
+        installFolder = companyFolder + L"\\Ferrymark";
     }
     void TearDown() override {
         if (!package.empty())
@@ -111,10 +124,10 @@ protected:
         CoUninitialize();
     }
     DWORD Msiexec(const std::wstring& action) const {
-        return Run(L"msiexec.exe " + action + L" \"" + package + L"\" /qn");
+        return RunToEnd(L"msiexec.exe " + action + L" \"" + package + L"\" /qn");
     }
 
-    std::wstring package, build, installFolder, shortcutFile;
+    std::wstring package, build, companyFolder, installFolder;
 };
 
 } // namespace
@@ -137,9 +150,11 @@ TEST_F(InstallerTest, InstallsSilentlyRunsFromItsShortcutAndUninstallsSilently) 
     }
 
     // The Start menu shortcut starts the program in its own folder.
+    const std::wstring shortcutFile = ShortcutFile();
     const Shortcut shortcut = ReadShortcut(shortcutFile);
     EXPECT_EQ(shortcut.target, installFolder + L"\\Ferrymark.exe");
-    EXPECT_EQ(shortcut.workingFolder, installFolder);
+    // The folder as the installer formats it, with its closing backslash.
+    EXPECT_EQ(shortcut.workingFolder, installFolder + L"\\");
 
     // The entry in the installed programs, in the 64-bit view only.
     const std::wstring entry = FindEntry(false);
@@ -152,7 +167,8 @@ TEST_F(InstallerTest, InstallsSilentlyRunsFromItsShortcutAndUninstallsSilently) 
     EXPECT_EQ(values.ReadString(L"Publisher", L""), L"Kestrane");
     EXPECT_EQ(values.ReadString(L"DisplayVersion", L""), std::wstring(version.begin(), version.end()));
     const std::wstring icon = values.ReadString(L"DisplayIcon", L"");
-    EXPECT_TRUE(FileExists(icon.substr(0, icon.find(L','))) << "no icon: " << Narrow(icon);
+    const std::wstring iconFile = icon.substr(0, icon.rfind(L','));
+    EXPECT_TRUE(FileExists(iconFile)) << "no icon: " << Narrow(icon);
 
     // Started as the shortcut starts it, the program finds its manual. The About
     // command, posted behind the manual's, shows that the manual's has been handled:
@@ -182,9 +198,17 @@ TEST_F(InstallerTest, InstallsSilentlyRunsFromItsShortcutAndUninstallsSilently) 
     // with its log and the settings key that the program wrote.
     ASSERT_EQ(Msiexec(L"/x"), 0u);
     for (const std::wstring& gone : {installFolder + L"\\Ferrymark.exe", installFolder + L"\\Manual.pdf",
-                                     installFolder, shortcutFile})
+                                     installFolder, companyFolder, shortcutFile})
         EXPECT_FALSE(FileExists(gone)) << Narrow(gone);
     EXPECT_EQ(FindEntry(false), L"");
     EXPECT_FALSE(ReadAll(GetDataFolder() + L"\\log.txt").empty());
     EXPECT_EQ(RegistryKey(HKLM, kSettingsKey, false).ReadDword(L"FirstRun", 0), 1u);
+}
+
+TEST_F(InstallerTest, TheShortcutIsInTheAllUsersStartMenu) {
+    if (UnderWine())
+        GTEST_SKIP() << "Wine's installer puts a per-machine package's Start menu shortcut into the "
+                        "user's Start menu (ProgramMenuFolder ignores ALLUSERS in its msi)";
+    ASSERT_EQ(Msiexec(L"/i"), 0u);
+    EXPECT_TRUE(FileExists(ShellFolder(FOLDERID_CommonPrograms) + L"\\Ferrymark.lnk"));
 }
