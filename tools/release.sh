@@ -37,6 +37,8 @@ build_and_shoot() {
 if [ "${1:-}" = --check-reproducible ]; then
   [ -f build/win64/screenshots/main-active.png ] || build_and_shoot
   work=$(mktemp -d /tmp/ferrymark-reproducible.XXXXXX)
+  # The copy below is no git checkout: both builds take the commit's time from here.
+  export SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-$(git log -1 --format=%ct)}
   # Both builds sign with one certificate, as a release does.
   if [ "${#sign_args[@]}" -eq 0 ]; then
     openssl req -x509 -newkey rsa:2048 -nodes -days 3650 -subj "/CN=Ferrymark reproducibility check" \

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds both presets and runs every test layer: native (ASan + UBSan), Wine unit
-# tests and the end-to-end tests of the real program under Wine and Xvfb.
+# tests, the end-to-end tests of the real program under Wine and Xvfb, and then
+# the release tests: the manual built from their screenshots, and the installer.
 set -uo pipefail
 cd "$(dirname "$0")/.."
 
