@@ -4,7 +4,8 @@
 # compared with the machine before the first switch. Builds the native core
 # without sanitizers first (build/sweep), since every point is a whole round trip,
 # and shares the points between two processes. Prints one report per point that
-# does not come back, and ends with "sweep: points=P whole=W".
+# does not come back (a documented loss, with its reason, or a finding), and ends
+# with "sweep: points=P whole=W".
 # Arguments go to the sweep: --every K takes every K-th point.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -24,10 +25,15 @@ for pid in "${pids[@]}"; do
   wait "$pid" || status=1
 done
 for ((i = 0; i < jobs; i++)); do
-  grep -v '^sweep: points=' "$out/$i" || true
+  grep -vE '^sweep: (points=|findings=|documented loss|[0-9]+ s$)' "$out/$i" || true
 done
-points=$(cat "$out"/* | sed -n 's/^sweep: points=\([0-9]*\) whole=.*/\1/p' | awk '{s+=$1} END {print s+0}')
-whole=$(cat "$out"/* | sed -n 's/^sweep: points=[0-9]* whole=\([0-9]*\)/\1/p' | awk '{s+=$1} END {print s+0}')
-echo "sweep: $((SECONDS - start)) s in all"
-echo "sweep: points=$points whole=$whole"
-[ "$points" -gt 0 ] && [ "$points" -eq "$whole" ] && [ $status -eq 0 ]
+# The sum of a figure over the shares: sum PATTERN (a sed expression printing it).
+sum() { cat "$out"/* | sed -n "$1" | awk '{s+=$1} END {print s+0}'; }
+for kind in 1 2; do
+  echo "sweep: documented loss ($kind) at $(sum "s/^sweep: documented loss ($kind) at \([0-9]*\) points/\1/p") points"
+done
+echo "sweep: findings=$(sum 's/^sweep: findings=\([0-9]*\)/\1/p')"
+echo "sweep: $((SECONDS - start)) s"
+echo "sweep: points=$(sum 's/^sweep: points=\([0-9]*\) .*/\1/p') whole=$(sum 's/^sweep: points=[0-9]* whole=\([0-9]*\)/\1/p')"
+# 0 when every point came back whole or with a documented loss.
+exit $status
