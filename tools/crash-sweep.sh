@@ -29,7 +29,7 @@ for ((i = 0; i < jobs; i++)); do
 done
 # The sum of a figure over the shares: sum PATTERN (a sed expression printing it).
 sum() { cat "$out"/* | sed -n "$1" | awk '{s+=$1} END {print s+0}'; }
-for kind in 1 2; do
+for kind in 1 2 3; do
   echo "sweep: documented loss ($kind) at $(sum "s/^sweep: documented loss ($kind) at \([0-9]*\) points/\1/p") points"
 done
 echo "sweep: findings=$(sum 's/^sweep: findings=\([0-9]*\)/\1/p')"

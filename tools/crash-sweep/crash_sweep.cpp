@@ -159,6 +159,20 @@ std::vector<DocumentedLoss> DocumentedLosses(const SixSimulatorMachine& machine)
              return d.item == folder || IsBelow(d.item, folder) || d.item == backup ||
                     IsBelow(d.item, backup) || (d.item == base && d.kind == Difference::Removed);
          }},
+        {"an Uninstall entry moved back: Rename makes the live key, copies the moved entry into "
+         "it and then deletes the moved one. Cut after the live key is made, the live key is newer "
+         "than the time recorded with the moved entry, so every later restore lets the live one "
+         "win and the moved entry stays in the program's key for good; cut before the copy, the "
+         "live entry stays empty",
+         [=](const Difference& d) {
+             const std::wstring item = upper(d.item);
+             const bool kept = item.find(L"\\SIMULATORS\\") != std::wstring::npos &&
+                               (item.find(L"\\UNINSTALL32\\") != std::wstring::npos ||
+                                item.find(L"\\UNINSTALL64\\") != std::wstring::npos);
+             const bool emptied = item.find(uninstall) != std::wstring::npos &&
+                                  item.find(L'|') != std::wstring::npos;
+             return (d.kind == Difference::Added && kept) || (d.kind == Difference::Removed && emptied);
+         }},
         {"the value __LastModified: RegistryRestore moves the entry back first and deletes the "
          "value after it, so a cut between the two leaves it in the restored entry",
          [=](const Difference& d) {
