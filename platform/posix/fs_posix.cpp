@@ -8,8 +8,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <filesystem>
-#include <system_error>
+#include <algorithm>
+#include <string>
+#include <vector>
 
 namespace platform {
 
@@ -45,12 +46,14 @@ SystemError CopyHostFile(const std::string& from, const std::string& to, bool ov
     struct stat info {};
     fstat(in, &info);
     const int replace = overwrite ? O_TRUNC : O_EXCL;
+    posix::CountChange("create file", to);
     int out = open(to.c_str(), O_WRONLY | O_CREAT | replace | O_CLOEXEC, info.st_mode & 07777);
     if (out < 0) {
         int error = errno;
         close(in);
         return FromErrno(error);
     }
+    posix::CountChange("write file", to);
     char buffer[65536];
     SystemError failure;
     for (;;) {
@@ -76,6 +79,39 @@ SystemError CopyHostFile(const std::string& from, const std::string& to, bool ov
     if (close(out) != 0 && !failure.Failed())
         failure = FromErrno(errno);
     return failure;
+}
+
+// Removes a folder with everything below it, or a single item: 0 or the errno of
+// the step that failed. A link is removed itself and never followed, wherever it
+// stands, since lstat never looks through it; each removal counts as a change of
+// its own. Names are taken in order so that the removals come in the same order
+// on every run.
+int RemoveHostTree(const std::string& host) {
+    struct stat info {};
+    if (lstat(host.c_str(), &info) != 0)
+        return errno;
+    if (S_ISDIR(info.st_mode)) {
+        DIR* folder = opendir(host.c_str());
+        if (folder == nullptr)
+            return errno;
+        std::vector<std::string> names;
+        errno = 0;
+        while (dirent* entry = readdir(folder))
+            if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0)
+                names.emplace_back(entry->d_name);
+        const int listing = errno;
+        closedir(folder);
+        if (listing != 0)
+            return listing;
+        std::sort(names.begin(), names.end());
+        for (const std::string& name : names)
+            if (const int error = RemoveHostTree(host + "/" + name))
+                return error;
+        posix::CountChange("remove folder", host);
+        return rmdir(host.c_str()) == 0 ? 0 : errno;
+    }
+    posix::CountChange("remove", host);
+    return unlink(host.c_str()) == 0 ? 0 : errno;
 }
 
 } // namespace
@@ -115,6 +151,7 @@ SystemError RemoveItem(const std::wstring& path) {
     struct stat info {};
     if (lstat(host.c_str(), &info) != 0)
         return FromErrno(errno);
+    posix::CountChange(S_ISDIR(info.st_mode) ? "remove folder" : "remove", host);
     int result = S_ISDIR(info.st_mode) ? rmdir(host.c_str()) : unlink(host.c_str());
     if (result != 0)
         return FromErrno(errno);
@@ -126,18 +163,27 @@ SystemError RemoveTree(const std::wstring& path) {
     struct stat info {};
     if (lstat(host.c_str(), &info) != 0)
         return FromErrno(errno);
-    // Links inside the tree are removed, not followed.
-    std::error_code failure;
-    std::filesystem::remove_all(host, failure);
-    if (failure)
-        return FromErrno(failure.value());
+    if (const int error = RemoveHostTree(host))
+        return FromErrno(error);
     return {};
 }
 
 SystemError CreateFolders(const std::wstring& path) {
     const std::string host = posix::HostPath(path);
-    if (const int error = posix::CreateHostFolders(host))
-        return FromErrno(error);
+    // Each missing folder is made on its own, the outermost first.
+    for (std::string::size_type end = host.find('/', 1);; end = host.find('/', end + 1)) {
+        const std::string folder = host.substr(0, end);
+        struct stat info {};
+        if (!folder.empty() && stat(folder.c_str(), &info) != 0) {
+            if (errno != ENOENT)
+                return FromErrno(errno);
+            posix::CountChange("create folder", folder);
+            if (mkdir(folder.c_str(), 0777) != 0 && errno != EEXIST)
+                return FromErrno(errno);
+        }
+        if (end == std::string::npos)
+            break;
+    }
     struct stat info {};
     if (stat(host.c_str(), &info) != 0)
         return FromErrno(errno);
@@ -167,6 +213,8 @@ SystemError MoveItem(const std::wstring& from, const std::wstring& to) {
     // A file in use cannot be replaced either.
     if (destinationExists && !sameItem && posix::IsHeldOpen(destination))
         return FromErrno(EBUSY);
+    if (!sameItem)
+        posix::CountChange("move", source + " -> " + destination);
     if (rename(source.c_str(), destination.c_str()) == 0)
         return {};
     int error = errno;
@@ -206,6 +254,8 @@ std::string ToFileApiCodePage(const std::wstring& text) {
 
 void OpenStream(std::basic_ofstream<wchar_t>& stream, const std::wstring& path,
                 std::ios_base::openmode mode) {
+    if ((mode & std::ios_base::out) != 0)
+        posix::CountChange("open for writing", posix::HostPath(path));
     stream.open(posix::HostPath(path), mode);
 }
 
@@ -232,6 +282,7 @@ SystemError MakeSymbolicLink(const std::wstring& link, const std::wstring& targe
                              std::uint32_t /*flags*/) {
     // A real link to the mapped target; a relative target stays relative to the
     // link's folder, as on Windows. Folder and file links are one kind here.
+    posix::CountChange("link", posix::HostPath(link));
     if (symlink(posix::HostPath(target).c_str(), posix::HostPath(link).c_str()) != 0)
         return FromErrno(errno);
     return {};

@@ -20,6 +20,7 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <string>
 #include <tuple>
 #include <vector>
 
@@ -178,10 +179,12 @@ bool ReplaceFile(const std::string& hostPath, const std::vector<std::uint8_t>& b
     if (::stat(hostPath.c_str(), &original) != 0)
         return false;
     const std::string temporary = hostPath + ".ferrymark-update";
+    posix::CountChange("create file", temporary);
     const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC,
                           original.st_mode & 07777);
     if (fd < 0)
         return false;
+    posix::CountChange("write file", temporary);
     std::size_t done = 0;
     while (done < bytes.size()) {
         const ssize_t step = ::write(fd, bytes.data() + done, bytes.size() - done);
@@ -190,11 +193,14 @@ bool ReplaceFile(const std::string& hostPath, const std::vector<std::uint8_t>& b
         done += static_cast<std::size_t>(step);
     }
     const bool closed = ::close(fd) == 0;
-    if (done != bytes.size() || !closed || ::rename(temporary.c_str(), hostPath.c_str()) != 0) {
-        ::unlink(temporary.c_str());
-        return false;
+    if (done == bytes.size() && closed) {
+        posix::CountChange("move", temporary + " -> " + hostPath);
+        if (::rename(temporary.c_str(), hostPath.c_str()) == 0)
+            return true;
     }
-    return true;
+    posix::CountChange("remove", temporary);
+    ::unlink(temporary.c_str());
+    return false;
 }
 
 } // namespace
@@ -314,9 +320,17 @@ bool EndResourceUpdate(ResourceUpdate update) {
     }
 }
 
+namespace {
+
+int OpenOutputFile(const std::string& hostPath) {
+    posix::CountChange("create file", hostPath);
+    return ::open(hostPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+}
+
+} // namespace
+
 SharedOutputFile::SharedOutputFile(const std::wstring& path)
-    : handle(
-          ::open(posix::HostPath(path).c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)) {}
+    : handle(OpenOutputFile(posix::HostPath(path))) {}
 
 SharedOutputFile::~SharedOutputFile() {
     if (IsOpen())
@@ -328,6 +342,12 @@ bool SharedOutputFile::IsOpen() const {
 }
 
 void SharedOutputFile::Write(const void* data, std::size_t size) {
+    if (handle >= 0) {
+        char name[4096] = {};
+        const std::string descriptor = "/proc/self/fd/" + std::to_string(handle);
+        const ssize_t length = ::readlink(descriptor.c_str(), name, sizeof name - 1);
+        posix::CountChange("write file", length > 0 ? std::string(name, static_cast<std::size_t>(length)) : descriptor);
+    }
     const ssize_t written = ::write(static_cast<int>(handle), data, size);
     (void)written;
 }

@@ -1,5 +1,7 @@
 // Setting files and folders aside and bringing them back on the real file system
 // of each build, checked by result, by what stands on disk and by the log.
+#include "app/paths.h"
+#include "app/rotation.h"
 #include "engine/backup.h"
 #include "engine/links.h"
 #include "platform/fs.h"
@@ -9,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <type_traits>
@@ -307,4 +310,51 @@ TEST_F(BackupTest, AFailingRemovalRaises) {
     EXPECT_EQ(At(Item(kFileRestore, 'b')), "file:old");
     EXPECT_EQ(At(Item(kFileRestore, 'p')), "folder:in the way");
     EXPECT_EQ(Logged().back(), kFileOverwritten);
+}
+
+TEST_F(BackupTest, RemovingATreeNeverFollowsALink) {
+    // What the links point to: a folder with content and a file, outside every tree removed.
+    const std::wstring outside = InFolder(L"Outside"), outsideFile = InFolder(L"Outside.txt");
+    Put(true, outside, "kept");
+    WriteFile(outsideFile, "kept");
+    const std::wstring rotated = InFolder(L"Rotated"), tree = InFolder(L"Tree");
+    const std::wstring path = InFolder(addons), backup = InFolder(addonsB);
+    struct Case {
+        const char* caller;
+        std::wstring removed;  // the tree that the call removes
+        State before;          // of the folder that FolderBackup and FolderRestore handle
+        std::function<bool()> run;
+    };
+    const Case cases[] = {
+        {"RemoveTree", tree, Neither, [&] { return !platform::RemoveTree(tree).Failed(); }},
+        // The earlier backup gives way to the folder, and the folder standing in the
+        // restored place to the backup.
+        {"FolderBackup with overwrite", backup, Plain, [&] { return FolderBackup(path, true); }},
+        {"FolderRestore with overwrite", path, BackedUp, [&] { return FolderRestore(path, true); }},
+        // With the limit 3 the oldest backup is number 2.
+        {"RotateNumbered", PathJoin(rotated, L"backup2"), Neither,
+         [&] { return RotateNumbered(rotated, L"backup", L"", 3); }},
+    };
+    for (const Case& c : cases) {
+        for (bool itselfALink : {false, true}) {
+            SCOPED_TRACE(std::string(c.caller) + (itselfALink ? ": the tree is a link" : ": links in the tree"));
+            Arrange(kFolderBackup, c.before);
+            MakeFolder(rotated);
+            std::vector<std::pair<std::wstring, std::wstring>> links{{c.removed, outside}};
+            if (!itselfALink) {
+                Put(true, c.removed, "removed");
+                links = {{c.removed + L"\\Linked folder", outside}, {c.removed + L"\\Linked file", outsideFile}};
+            }
+            for (const auto& [link, target] : links) {
+                platform::MakeSymbolicLink(link, target, target == outside ? 1 : 0);
+                if (!platform::IsSymbolicLink(link))
+                    GTEST_SKIP() << "this system makes no links (Wine 8 reports success and makes none)";
+            }
+            EXPECT_TRUE(c.run());
+            for (const auto& [link, target] : links)
+                EXPECT_FALSE(platform::IsSymbolicLink(link)) << Narrow(link);
+            EXPECT_EQ(At(outside), "folder:kept") << "a link's folder keeps its content";
+            EXPECT_EQ(At(outsideFile), "file:kept");
+        }
+    }
 }
