@@ -155,6 +155,10 @@ void FreshMachine(SixSimulatorMachine& machine) {
     Logger::Instance().close();
     machine.Remove();
     machine.Install(true);
+#ifndef _WIN32
+    // The install's files go to the disk now, not while the switch is timed.
+    sync();
+#endif
     CreateFoldersOrRaise(GetDataFolder());
     Logger::OpenFile(PathJoin(GetDataFolder(), kLogFileName));
 }
