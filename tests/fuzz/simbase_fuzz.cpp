@@ -9,6 +9,8 @@
 #include "engine/simbase.h"
 #include "platform/posix/host.h"
 
+#include <pugixml.hpp>
+
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -93,7 +95,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     // is rewritten by the library with its own declaration.
     if (after != input && after.compare(0, std::strlen(kRepairedHead), kRepairedHead) != 0)
         Fail("a repaired document does not start with the plain declaration");
-    // Whatever came out holds an entry now, so the next run passes it as it is.
+    // What is on disk holds an entry now...
+    pugi::xml_document saved;
+    if (saved.load_buffer(after.data(), after.size(), pugi::parse_default, pugi::encoding_auto).status !=
+            pugi::status_ok ||
+        !saved.select_node(L"//SimBase.Document/Launch.Addon").node())
+        Fail("a document that passed holds no Launch.Addon on disk");
+    // ...so the next run passes it as it is.
     if (!VerifySimBaseDocument(kDocument, 3))
         Fail("a document that passed does not pass again");
     if (ReadAll(host) != after)
