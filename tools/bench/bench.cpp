@@ -1,0 +1,305 @@
+// The benchmark's measuring program, on both builds: the switch of the six-simulator
+// machine there and back, and natively the backup of its configuration files
+// against cp of the same files. Each figure is the median of several runs; the
+// machine is installed afresh before each run, outside the timed region.
+//
+//   ferrymark_bench switch RUNS CONTENT CONFIG UNINSTALL
+//   ferrymark_bench backup RUNS CONFIG UNINSTALL        (POSIX only)
+//   ferrymark_bench prepare-start                       (Windows only)
+//
+// CONTENT, CONFIG and UNINSTALL are the per-folder, per-pattern and per-simulator
+// numbers of MachineSizes; the program prints the machine's totals that follow.
+
+#include "app/constants.h"
+#include "app/file_system.h"
+#include "app/logger.h"
+#include "app/machine.h"
+#include "app/machine_queries.h"
+#include "app/paths.h"
+#include "app/registry_key.h"
+#include "engine/switch_target.h"
+#include "simulators/catalogue.h"
+#include "tools/machine/six_simulator_machine.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <memory>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#ifdef _WIN32
+#include <windows.h>
+#else
+#include "platform/posix/host.h"
+
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#endif
+
+namespace {
+
+const wchar_t kTarget[] = L"Prepar3D v4";
+
+std::string Narrow(const std::wstring& text) {
+    std::string narrow;
+    for (wchar_t c : text)
+        narrow += static_cast<unsigned long>(c) < 0x80 ? static_cast<char>(c) : '?';
+    return narrow;
+}
+
+// The main dialog's side of the switch, without a window.
+class BenchHost final : public SwitchHost {
+public:
+    BenchHost() : simulators(CreateSimulators()), settings(RegistryHive::LocalMachine, kSettingsKey, false) {
+        channel.SetName(L"MAINDLG");
+    }
+    const std::vector<std::shared_ptr<GenericSimulator>>& Simulators() const override { return simulators; }
+    RegistryKey& Settings() override { return settings; }
+    std::wstring RecordedTargetTitle() const override { return L""; }
+    void SetTargetActive(bool) override {}
+    void ShowError(const std::wstring& text, const std::wstring& caption) override {
+        throw std::runtime_error("the switch stopped: " + Narrow(caption + L": " + text));
+    }
+    void UpdateTargetState(const std::wstring&, bool) override {}
+    const Logger& Log() const override { return channel; }
+
+private:
+    std::vector<std::shared_ptr<GenericSimulator>> simulators;
+    RegistryKey settings;
+    Logger channel;
+};
+
+struct Totals {
+    std::size_t contentFiles = 0, configFiles = 0, uninstallEntries = 0;
+};
+
+// What the machine holds, counted the way the switch and the backup see it.
+Totals Count(const MachineSizes& sizes) {
+    Totals totals;
+    std::set<std::wstring> folders;
+    for (const auto& simulator : CreateSimulators()) {
+        folders.insert(simulator->GetFolder(Root));
+        for (SimulatorFolder slot : simulator->Folders())
+            folders.insert(simulator->GetFolder(slot));
+        for (const auto& [slot, patterns] : simulator->BackupPatterns())
+            for (const std::wstring& pattern : patterns)
+                totals.configFiles += ListFiles(PathJoin(simulator->GetFolder(slot), pattern)).size();
+    }
+    // The machine puts the same number of content files below every slot folder
+    // and every install folder.
+    totals.contentFiles = folders.size() * static_cast<std::size_t>(sizes.contentFiles);
+    for (bool wow32 : {true, false})
+        totals.uninstallEntries +=
+            RegistryKey(RegistryHive::LocalMachine, SixSimulatorMachine::kUninstallKey, wow32).SubKeys().size();
+    return totals;
+}
+
+// Processor time of this process and of its ended children, user and system: on
+// a shared machine it tells the work apart from the waiting.
+double CpuSeconds() {
+#ifdef _WIN32
+    FILETIME created, ended, kernel, user;
+    if (!GetProcessTimes(GetCurrentProcess(), &created, &ended, &kernel, &user))
+        return 0;
+    const auto ticks = [](const FILETIME& time) {
+        return (static_cast<unsigned long long>(time.dwHighDateTime) << 32) | time.dwLowDateTime;
+    };
+    return static_cast<double>(ticks(kernel) + ticks(user)) / 1e7;
+#else
+    double total = 0;
+    for (int who : {RUSAGE_SELF, RUSAGE_CHILDREN}) {
+        rusage usage{};
+        getrusage(who, &usage);
+        total += static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+                 static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+    }
+    return total;
+#endif
+}
+
+// Wall-clock seconds of `work`; its processor seconds are added to `cpu`.
+double Seconds(const std::function<void()>& work, std::vector<double>& cpu) {
+    const double cpuStart = CpuSeconds();
+    const auto start = std::chrono::steady_clock::now();
+    work();
+    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    cpu.push_back(CpuSeconds() - cpuStart);
+    return seconds;
+}
+
+double Median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    const std::size_t middle = values.size() / 2;
+    return values.size() % 2 != 0 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
+}
+
+std::string List(const std::vector<double>& values) {
+    std::string text;
+    for (double value : values) {
+        char number[32];
+        std::snprintf(number, sizeof number, "%s%.4f", text.empty() ? "" : ",", value);
+        text += number;
+    }
+    return text;
+}
+
+// A fresh machine with the locations stored, as after the user confirmed them;
+// the program's log open in its data folder, as in the program.
+void FreshMachine(SixSimulatorMachine& machine) {
+    Logger::Instance().close();
+    machine.Remove();
+    machine.Install(true);
+#ifndef _WIN32
+    // The install's files go to the disk now, not while the switch is timed.
+    sync();
+#endif
+    CreateFoldersOrRaise(GetDataFolder());
+    Logger::OpenFile(PathJoin(GetDataFolder(), kLogFileName));
+}
+
+int MeasureSwitch(int runs, const MachineSizes& sizes) {
+    SixSimulatorMachine machine(sizes);
+    std::vector<double> times, cpu;
+    Totals totals;
+    for (int run = 0; run < runs; ++run) {
+        FreshMachine(machine);
+        if (run == 0)
+            totals = Count(sizes);
+        BenchHost host;
+        times.push_back(Seconds(
+            [&] {
+                if (!SwitchTarget(host, kTarget, true) || !SwitchTarget(host, kTarget, false))
+                    throw std::runtime_error("the switch did not run to its end");
+            },
+            cpu));
+    }
+    Logger::Instance().close();
+    machine.Remove();
+    std::printf("switch content_files=%zu config_files=%zu uninstall_entries=%zu median_s=%.4f "
+                "cpu_median_s=%.4f runs_s=%s\n",
+                totals.contentFiles, totals.configFiles, totals.uninstallEntries, Median(times),
+                Median(cpu), List(times).c_str());
+    return 0;
+}
+
+#ifndef _WIN32
+// cp of the given files, in one process, into `destination` below the root,
+// keeping their folders (--parents) since the simulators' files share names.
+void Copy(const std::vector<std::string>& relativeFiles, const std::string& destination) {
+    std::vector<char*> arguments;
+    std::string program = "cp", parents = "--parents", target = "--target-directory=" + destination;
+    arguments.push_back(program.data());
+    arguments.push_back(parents.data());
+    arguments.push_back(target.data());
+    std::vector<std::string> files = relativeFiles;
+    for (std::string& file : files)
+        arguments.push_back(file.data());
+    arguments.push_back(nullptr);
+    const pid_t child = fork();
+    if (child == 0) {
+        if (chdir(platform::posix::Root().c_str()) == 0)
+            execvp("cp", arguments.data());
+        _exit(127);
+    }
+    int status = 0;
+    if (child < 0 || waitpid(child, &status, 0) != child || !WIFEXITED(status) || WEXITSTATUS(status) != 0)
+        throw std::runtime_error("cp failed");
+}
+
+int MeasureBackup(int runs, const MachineSizes& sizes) {
+    SixSimulatorMachine machine(sizes);
+    std::vector<double> backups, copies, backupCpu, copyCpu;
+    Totals totals;
+    for (int run = 0; run < runs; ++run) {
+        FreshMachine(machine);
+        if (run == 0)
+            totals = Count(sizes);
+        const auto simulators = CreateSimulators();
+        const std::wstring backupRoot = PathJoin(GetDataFolder(), L"backup");
+        backups.push_back(Seconds([&] {
+            for (const auto& simulator : simulators)
+                if (simulator->HasLocation())
+                    simulator->Backup(backupRoot);
+        }, backupCpu));
+        // The same files, as Backup finds them, by their paths below the root.
+        std::vector<std::string> files;
+        const std::string root = platform::posix::Root() + "/";
+        for (const auto& simulator : simulators)
+            for (const auto& [slot, patterns] : simulator->BackupPatterns())
+                for (const std::wstring& pattern : patterns)
+                    for (const std::wstring& file : ListFiles(PathJoin(simulator->GetFolder(slot), pattern)))
+                        files.push_back(platform::posix::HostPath(file).substr(root.size()));
+        const std::string destination = platform::posix::HostPath(PathJoin(GetDataFolder(), L"copy"));
+        CreateFoldersOrRaise(PathJoin(GetDataFolder(), L"copy"));
+        copies.push_back(Seconds([&] { Copy(files, destination); }, copyCpu));
+        if (files.size() != totals.configFiles)
+            throw std::runtime_error("the copy saw other files than the backup");
+    }
+    Logger::Instance().close();
+    machine.Remove();
+    std::printf("backup config_files=%zu backup_median_s=%.4f cp_median_s=%.4f backup_cpu_median_s=%.4f "
+                "cp_cpu_median_s=%.4f backup_runs_s=%s cp_runs_s=%s\n",
+                totals.configFiles, Median(backups), Median(copies), Median(backupCpu), Median(copyCpu),
+                List(backups).c_str(), List(copies).c_str());
+    return 0;
+}
+#else
+// The start measurement's machine: the simulators installed with their
+// locations, and a program that has greeted before, so that it opens its main
+// window and nothing else.
+int PrepareStart() {
+    SixSimulatorMachine machine;
+    Logger::Instance().close();
+    machine.Remove();
+    machine.Install(true);
+    RegistryKey(RegistryHive::LocalMachine, kSettingsKey, false).WriteDword(L"FirstRun", 1);
+    std::printf("prepare-start: machine installed\n");
+    return 0;
+}
+#endif
+
+int Usage() {
+    std::fprintf(stderr,
+                 "usage: ferrymark_bench switch RUNS CONTENT CONFIG UNINSTALL\n"
+                 "       ferrymark_bench backup RUNS CONFIG UNINSTALL\n"
+                 "       ferrymark_bench prepare-start\n");
+    return 2;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    try {
+        const std::string command = argc > 1 ? argv[1] : "";
+        // The log says nothing below INFO, as the program's default.
+        Logger::SetLevel(L"Info");
+        if (command == "switch" && argc == 6) {
+            MachineSizes sizes;
+            sizes.contentFiles = std::atoi(argv[3]);
+            sizes.configFiles = std::atoi(argv[4]);
+            sizes.uninstallEntries = std::atoi(argv[5]);
+            return MeasureSwitch(std::atoi(argv[2]), sizes);
+        }
+#ifndef _WIN32
+        if (command == "backup" && argc == 5) {
+            MachineSizes sizes;
+            sizes.configFiles = std::atoi(argv[3]);
+            sizes.uninstallEntries = std::atoi(argv[4]);
+            return MeasureBackup(std::atoi(argv[2]), sizes);
+        }
+#else
+        if (command == "prepare-start" && argc == 2)
+            return PrepareStart();
+#endif
+        return Usage();
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "ferrymark_bench: %s\n", error.what());
+        return 1;
+    }
+}
