@@ -1,6 +1,7 @@
 // Machines that real users have, each bent from the six-simulator machine and
 // taken through a whole round trip towards Prepar3D v4: nothing may be lost, and
 // where the outcome differs from a plain round trip it is the documented one.
+// A few variants to a test, so that each stays short under Wine.
 #include "common/switch_fixture.h"
 #include "app/machine.h"
 #include "engine/backup.h"
@@ -39,16 +40,6 @@ bool AtOrBelow(const Difference& d, const std::wstring& item) {
     return d.item == item || IsBelow(d.item, item) || d.item.rfind(item + L"|", 0) == 0;
 }
 
-// The restore points a simulator's own values at its stored location, spelled as
-// the user confirmed it rather than as its installer wrote it.
-ResidueItem ValuesNameStoredLocation(const std::wstring& stored) {
-    return {"a simulator's own values name its stored location as confirmed", [=](const Difference& d) {
-                const std::wstring value = d.item.substr(d.item.rfind(L'|') + 1);
-                return d.kind == Difference::Changed && (value == L"SetupPath" || value == L"AppPath") &&
-                       d.after == L"REG_SZ: " + stored + L"\\";
-            }};
-}
-
 class MachineCorpusTest : public SwitchTest {
 protected:
     void TearDown() override {
@@ -66,14 +57,18 @@ protected:
         recorded = kTarget;
         for (const Variant& variant : variants) {
             SCOPED_TRACE(variant.name);
-            machine.Remove();
-            settings.emplace(HKLM, kSettingsKey, false);  // the removal took the key away
-            machine = SixSimulatorMachine();
-            for (const auto& [title, location] : variant.locations)
-                machine.Relocate(title, location);
-            if (variant.prepare)
-                variant.prepare();
-            machine.Install(true);
+            // The machine is built anew only where the variant changes how; the
+            // others bend the machine as the last round trip left it.
+            if (!variant.locations.empty() || variant.prepare) {
+                machine.Remove();
+                settings.emplace(HKLM, kSettingsKey, false);  // the removal took the key away
+                machine = SixSimulatorMachine();
+                for (const auto& [title, location] : variant.locations)
+                    machine.Relocate(title, location);
+                if (variant.prepare)
+                    variant.prepare();
+                machine.Install(true);
+            }
             if (variant.bend)
                 variant.bend();
             ClearLog();
@@ -91,13 +86,35 @@ protected:
             // which a program with windows does not have.
             EXPECT_EQ(LogContains("INFO Finished deactivating Prepar3D v4"), !variant.logStops);
             EXPECT_EQ(elsewhere.find("Finished deactivating Prepar3D v4") != std::string::npos, variant.logStops);
-            ExpectOnlyResidue(before, *Record(kTarget), variant.outcome);
+            std::vector<ResidueItem> outcome = variant.outcome;
+            outcome.push_back(ValuesNameStoredLocations());
+            ExpectOnlyResidue(before, *Record(kTarget), outcome);
             if (variant.check)
                 variant.check();
             Undo();
         }
     }
 
+    // The restore points each simulator's own values at its stored location,
+    // spelled as the user confirmed it rather than as its installer wrote it.
+    ResidueItem ValuesNameStoredLocations() const {
+        std::map<std::wstring, std::wstring> stored;  // key path below the hive's Software to "REG_SZ: <location>\"
+        for (const auto& simulator : simulators) {
+            std::wstring location = simulator->GetLocation(true);
+            if (!location.empty() && location.back() != L'\\')
+                location += L'\\';
+            for (const wchar_t* suffix : {L"", L" Content", L" Scenery"})
+                stored[simulator->RegistryKeyPath() + suffix] = L"REG_SZ: " + location;
+        }
+        return {"a simulator's own values name its stored location as confirmed", [=](const Difference& d) {
+                    const std::size_t bar = d.item.rfind(L'|');
+                    const std::size_t hive = d.item.find(L'\\');
+                    const auto found = stored.find(d.item.substr(hive + 1, bar - hive - 1));
+                    const std::wstring value = d.item.substr(bar + 1);
+                    return d.kind == Difference::Changed && bar != std::wstring::npos && found != stored.end() &&
+                           (value == L"SetupPath" || value == L"AppPath") && d.after == found->second;
+                }};
+    }
     std::wstring Location(const std::wstring& title) const { return machine.Simulator(title).location; }
     std::wstring Slashed(const std::wstring& title) const {
         std::wstring location = Location(title);
@@ -105,7 +122,9 @@ protected:
         return location;
     }
     void Store(const std::wstring& title, const std::wstring& location) {
-        StoreLocation(title, location, machine.Simulator(title).version);
+        const InstalledSimulator& installed = machine.Simulator(title);
+        StoreLocation(title, location, installed.version);
+        undos.push_back([=] { StoreLocation(title, installed.location, installed.version); });
     }
     // Moves the folder to `real` and leaves a folder link to it in its place.
     void ReplaceByLink(const std::wstring& item, const std::wstring& real) {
@@ -124,18 +143,11 @@ protected:
 
 } // namespace
 
-TEST_F(MachineCorpusTest, EveryMachineComesThroughARoundTripWithNothingLost) {
+TEST_F(MachineCorpusTest, InstallFoldersInAnyScriptAndBeyond260Characters) {
     std::wstring deep = L"C:\\Simulation";
     while (deep.size() < 270)
         deep += L"\\Flight simulation library";
-    std::vector<std::wstring> readOnly;
-    const std::wstring slash = L"Addon Works/Scenery Pack";
-    const std::wstring slashCopy = L"HKLM64\\" + std::wstring(kSettingsKey) +
-                                   L"\\Simulators\\Flight Simulator X\\Uninstall32\\" + slash;
-    const std::wstring gone = L"C:\\Games\\Prepar3D v2";
-    std::wstring cloud;
-
-    const std::vector<Variant> variants{
+    Run({
         {"install folders in accented Latin, Cyrillic and CJK letters",
          {{L"Flight Simulator X", L"C:\\Jeux\\Simulateur de vol \u00c9dition or"},
           {L"Prepar3D v3", L"C:\\\u0418\u0433\u0440\u044b\\Prepar3D v3"},
@@ -143,6 +155,12 @@ TEST_F(MachineCorpusTest, EveryMachineComesThroughARoundTripWithNothingLost) {
          nullptr, nullptr, {}, nullptr, nullptr, true},
         {"install folders beyond 260 characters",
          {{kTarget, deep + L"\\Prepar3D v4"}, {L"Prepar3D v2", deep + L"\\Prepar3D v2"}}},
+    });
+}
+
+TEST_F(MachineCorpusTest, StoredLocationsAsUsersWriteThem) {
+    const std::wstring gone = L"C:\\Games\\Prepar3D v2";
+    Run({
         {"stored locations with a closing backslash",
          {}, nullptr,
          [&] {
@@ -155,14 +173,26 @@ TEST_F(MachineCorpusTest, EveryMachineComesThroughARoundTripWithNothingLost) {
              for (const wchar_t* title : {kTarget, L"Prepar3D v5"})
                  Store(title, Slashed(title));
          },
-         {ValuesNameStoredLocation(Slashed(kTarget)), ValuesNameStoredLocation(Slashed(L"Prepar3D v5"))},
-         nullptr,
+         {}, nullptr,
          // Install locations are compared as text, so the add-ons of Prepar3D v5
          // are not found in a location written with the other separator.
          [&] {
              for (const std::wstring& name : machine.Simulator(L"Prepar3D v5").addonEntries64)
                  EXPECT_TRUE(RegistryKey::Exists(HKLM, Uninstall(name), false)) << Narrow(name);
          }},
+        {"a stored location whose folder is gone",
+         {}, nullptr, [&] { Store(L"Prepar3D v2", gone); }, {},
+         [&] {
+             // The stub has nowhere to go, and nothing is made there.
+             EXPECT_FALSE(LogMatching({"TRACE ExtractResource " + Narrow(gone) + "\\Prepar3D.exe"}).empty());
+             EXPECT_FALSE(platform::Exists(PathParent(gone)));
+         }},
+    });
+}
+
+TEST_F(MachineCorpusTest, SimulatorsAndDocumentsElsewhere) {
+    std::wstring cloud;
+    Run({
         {"simulators on a second drive",
          {{kTarget, L"D:\\Simulators\\Prepar3D v4"}, {L"Flight Simulator X", L"D:\\Games\\Flight Simulator X"}}},
         {"Documents moved by a synced-folder client",
@@ -191,13 +221,15 @@ TEST_F(MachineCorpusTest, EveryMachineComesThroughARoundTripWithNothingLost) {
                  platform::RemoveTree(cloud);
              });
          }},
-        {"a stored location whose folder is gone",
-         {}, nullptr, [&] { Store(L"Prepar3D v2", gone); }, {ValuesNameStoredLocation(gone)},
-         [&] {
-             // The stub has nowhere to go, and nothing is made there.
-             EXPECT_FALSE(LogMatching({"TRACE ExtractResource " + Narrow(gone) + "\\Prepar3D.exe"}).empty());
-             EXPECT_FALSE(platform::Exists(PathParent(gone)));
-         }},
+    });
+}
+
+TEST_F(MachineCorpusTest, TheUsersFilesAndEntriesAsTheyFindThem) {
+    std::vector<std::wstring> readOnly;
+    const std::wstring slash = L"Addon Works/Scenery Pack";
+    const std::wstring slashCopy = L"HKLM64\\" + std::wstring(kSettingsKey) +
+                                   L"\\Simulators\\Flight Simulator X\\Uninstall32\\" + slash;
+    Run({
         {"read-only configuration files",
          {}, nullptr,
          [&] {
@@ -233,9 +265,12 @@ TEST_F(MachineCorpusTest, EveryMachineComesThroughARoundTripWithNothingLost) {
              entry.WriteString(L"Publisher", L"Addon Works");
              entry.WriteString(L"InstallLocation", PathJoin(Location(L"Flight Simulator X"), L"Scenery Pack"));
              undos.push_back([=] {
-                 reg::KeyHandle uninstall = reg::OpenKey(HKLM, SixSimulatorMachine::kUninstallKey, true, false);
-                 reg::DeleteTree(uninstall, slash);
-                 reg::CloseKey(uninstall);
+                 for (const auto& [parent, wow32] : {std::pair(std::wstring(SixSimulatorMachine::kUninstallKey), true),
+                                                     std::pair(slashCopy.substr(7, slashCopy.size() - 7 - slash.size() - 1), false)}) {
+                     reg::KeyHandle key = reg::OpenKey(HKLM, parent, wow32, false);
+                     reg::DeleteTree(key, slash);
+                     reg::CloseKey(key);
+                 }
              });
          },
          // The name is split at its slash when the moved entry is deleted, so the
@@ -265,8 +300,7 @@ TEST_F(MachineCorpusTest, EveryMachineComesThroughARoundTripWithNothingLost) {
              EXPECT_EQ(ReadFile(PathJoin(Record(kTarget)->GetFolder(RoamingAppData), L"exe.xml")),
                        Embedded(IDR_SIMBASE_V3_EXE));
          }},
-    };
-    Run(variants);
+    });
 }
 
 TEST_F(MachineCorpusTest, FolderLinksMadeByTheUserComeThroughARoundTrip) {
@@ -274,7 +308,7 @@ TEST_F(MachineCorpusTest, FolderLinksMadeByTheUserComeThroughARoundTrip) {
         GTEST_SKIP() << "this system makes no symbolic links (Wine 8)";
     const std::wstring slot = Record(L"Flight Simulator X")->GetFolder(ProgramData);
     const std::wstring usual = L"C:\\Program Files\\Lockheed Martin\\Prepar3D v4";
-    const std::vector<Variant> variants{
+    Run({
         {"the target's install folder is a link to another folder",
          {{kTarget, L"C:\\Sims\\Prepar3D v4"}}, nullptr,
          [&] {
@@ -282,8 +316,7 @@ TEST_F(MachineCorpusTest, FolderLinksMadeByTheUserComeThroughARoundTrip) {
              ASSERT_FALSE(platform::MakeSymbolicLink(usual, Location(kTarget), 3).Failed());
              undos.push_back([=] { platform::RemoveItem(usual); });
              Store(kTarget, usual);
-         },
-         {ValuesNameStoredLocation(usual)}},
+         }},
         // A folder link is refused as a backup, so the slot is not linked to the
         // target; the restore then takes any link at a slot away, this one too,
         // and tidies the parent that it leaves empty.
@@ -298,6 +331,5 @@ TEST_F(MachineCorpusTest, FolderLinksMadeByTheUserComeThroughARoundTrip) {
              EXPECT_FALSE(platform::Exists(slot));
              EXPECT_TRUE(platform::IsFolder(L"C:\\Data\\FSX ProgramData"));
          }},
-    };
-    Run(variants);
+    });
 }
