@@ -95,8 +95,15 @@ void Logger::ApplyLevel(const std::wstring& levelName) {
 }
 
 void Logger::Open(const std::wstring& path) {
-    if (is_open())
-        close();
+    if (is_open()) {
+        // A line that the narrow conversion refused stays in the buffer and is
+        // refused again as the file closes; the file is closed all the same, and
+        // the log never raises.
+        try {
+            close();
+        } catch (const std::ios_base::failure&) {
+        }
+    }
     clear();
     platform::OpenStream(*this, path,
                          std::ios_base::out | std::ios_base::app | std::ios_base::binary);

@@ -17,8 +17,17 @@ replace_user_links() {
     mkdir -p "$item"
   done
 }
+# A second drive D: of the prefix's own, for a simulator installed on another
+# drive. Also done for an existing prefix.
+add_second_drive() {
+  if [ ! -e "$prefix/dosdevices/d:" ]; then
+    mkdir -p "$prefix/drive_d"
+    ln -sfn ../drive_d "$prefix/dosdevices/d:"
+  fi
+}
 if [ -f "$stamp" ]; then
   replace_user_links
+  add_second_drive
   touch "$stamp"
   exit 0
 fi
@@ -47,5 +56,6 @@ for user_folder in "$prefix"/drive_c/users/*/; do
   done
 done
 replace_user_links
+add_second_drive
 [ -f "$prefix/system.reg" ] || { echo "wine-prefix: wineboot did not create the prefix" >&2; exit 1; }
 touch "$stamp"

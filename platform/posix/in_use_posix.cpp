@@ -6,9 +6,13 @@
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <cstdio>
 #include <cstring>
-#include <dirent.h>
+#include <cstdint>
+#include <fcntl.h>
+#include <sys/syscall.h>
 #include <string>
+#include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -18,12 +22,11 @@ bool IsHeldOpen(const std::string& hostPath);
 
 namespace {
 
-std::string ReadLink(const std::string& path) {
-    char buffer[PATH_MAX + 1];
-    const ssize_t length = readlink(path.c_str(), buffer, PATH_MAX);
-    if (length <= 0)
-        return {};
-    return std::string(buffer, static_cast<std::size_t>(length));
+// The text of a link below /proc in `buffer`; empty when it cannot be read. The
+// scan reads thousands of these per question, so it allocates nothing.
+std::string_view ReadLink(const char* path, char (&buffer)[PATH_MAX + 1]) {
+    const ssize_t length = readlink(path, buffer, PATH_MAX);
+    return length > 0 ? std::string_view(buffer, static_cast<std::size_t>(length)) : std::string_view();
 }
 
 bool IsDigits(const char* text) {
@@ -37,7 +40,7 @@ bool IsDigits(const char* text) {
 
 // True when `named` (a path read from /proc) is the item or, for a folder,
 // lies below it.
-bool Covers(const std::string& item, bool folder, const std::string& named) {
+bool Covers(std::string_view item, bool folder, std::string_view named) {
     if (named.empty() || named[0] != '/')
         return false; // sockets, pipes and anonymous objects
     if (named == item)
@@ -50,24 +53,48 @@ bool Covers(const std::string& item, bool folder, const std::string& named) {
            named[item.size()] == '/';
 }
 
-bool ProcessHolds(const std::string& processFolder, const std::string& item, bool folder) {
-    if (Covers(item, folder, ReadLink(processFolder + "/cwd")))
-        return true;
-    const std::string descriptors = processFolder + "/fd";
-    DIR* listing = opendir(descriptors.c_str());
-    if (listing == nullptr)
+// Calls `visit` with the name of each entry of the folder until it returns true;
+// true when it did. Reads the folder with a buffer on the stack: opendir would
+// allocate one for each of the hundreds of folders that one question lists.
+template <typename Visit>
+bool AnyEntry(const char* path, Visit visit) {
+    const int folder = open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (folder < 0)
         return false; // the process has ended, or is not ours to look at
-    bool held = false;
-    while (dirent* entry = readdir(listing)) {
-        if (!IsDigits(entry->d_name))
-            continue;
-        if (Covers(item, folder, ReadLink(descriptors + "/" + entry->d_name))) {
-            held = true;
-            break;
+    alignas(8) char buffer[8192];
+    bool found = false;
+    for (long got; !found && (got = syscall(SYS_getdents64, folder, buffer, sizeof buffer)) > 0;) {
+        for (long at = 0; !found && at < got;) {
+            struct Entry {
+                std::uint64_t inode;
+                std::int64_t offset;
+                unsigned short length;
+                unsigned char type;
+                char name[1];
+            };
+            const auto* entry = reinterpret_cast<const Entry*>(buffer + at);
+            found = visit(entry->name);
+            at += entry->length;
         }
     }
-    closedir(listing);
-    return held;
+    close(folder);
+    return found;
+}
+
+bool ProcessHolds(const char* process, std::string_view item, bool folder) {
+    char path[64 + NAME_MAX];
+    char target[PATH_MAX + 1];
+    std::snprintf(path, sizeof path, "/proc/%s/cwd", process);
+    if (Covers(item, folder, ReadLink(path, target)))
+        return true;
+    std::snprintf(path, sizeof path, "/proc/%s/fd", process);
+    char fd[64 + NAME_MAX];
+    return AnyEntry(path, [&](const char* name) {
+        if (!IsDigits(name))
+            return false;
+        std::snprintf(fd, sizeof fd, "%s/%s", path, name);
+        return Covers(item, folder, ReadLink(fd, target));
+    });
 }
 
 } // namespace
@@ -86,20 +113,7 @@ bool IsHeldOpen(const std::string& hostPath) {
     std::free(resolved);
     const bool folder = S_ISDIR(info.st_mode);
 
-    DIR* processes = opendir("/proc");
-    if (processes == nullptr)
-        return false;
-    bool held = false;
-    while (dirent* entry = readdir(processes)) {
-        if (!IsDigits(entry->d_name))
-            continue;
-        if (ProcessHolds(std::string("/proc/") + entry->d_name, item, folder)) {
-            held = true;
-            break;
-        }
-    }
-    closedir(processes);
-    return held;
+    return AnyEntry("/proc", [&](const char* name) { return IsDigits(name) && ProcessHolds(name, item, folder); });
 }
 
 } // namespace platform::posix

@@ -145,11 +145,13 @@ private:
             return;
         }
         sqlite3_busy_timeout(db, 10000);
+        // Key ids are never used twice, so that a handle on a deleted key stays
+        // dead, as Windows' does, instead of reaching a key made later.
         sqlite3_exec(db,
                      "PRAGMA journal_mode=WAL;"
                      "PRAGMA synchronous=NORMAL;"
                      "CREATE TABLE IF NOT EXISTS keys("
-                     "  id INTEGER PRIMARY KEY, parent INTEGER NOT NULL, name TEXT NOT NULL,"
+                     "  id INTEGER PRIMARY KEY AUTOINCREMENT, parent INTEGER NOT NULL, name TEXT NOT NULL,"
                      "  fold TEXT NOT NULL, lastWrite INTEGER NOT NULL, UNIQUE(parent, fold));"
                      "CREATE TABLE IF NOT EXISTS vals("
                      "  key INTEGER NOT NULL, name TEXT NOT NULL, fold TEXT NOT NULL,"

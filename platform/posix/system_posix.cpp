@@ -1,5 +1,6 @@
 #include "platform/known_folders.h"
 #include "platform/posix/host.h"
+#include "platform/registry.h"
 #include "platform/system.h"
 
 #include <cerrno>
@@ -83,6 +84,28 @@ std::wstring ToGlibcFormat(const wchar_t* format) {
 } // namespace
 
 std::wstring KnownFolderPath(const Guid& id) {
+    // Documents and Pictures follow the user's shell folder values, as Windows'
+    // own do when a user or a synced-folder client has moved them.
+    const wchar_t* shellValue = id == KnownFolder::Documents  ? L"Personal"
+                                : id == KnownFolder::Pictures ? L"My Pictures"
+                                                              : nullptr;
+    if (shellValue != nullptr) {
+        if (registry::KeyHandle key = registry::OpenKey(
+                registry::Hive::CurrentUser,
+                L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\User Shell Folders", false, false)) {
+            std::uint8_t data[2048] = {};
+            std::uint32_t size = sizeof data - sizeof(wchar_t);
+            registry::ValueType type = registry::ValueType::None;
+            const bool found = registry::QueryValue(key, shellValue, &type, data, &size) == registry::kSuccess &&
+                               (type == registry::ValueType::String || type == registry::ValueType::ExpandString);
+            registry::CloseKey(key);
+            std::wstring moved;
+            for (std::uint32_t i = 0; found && i + 1 < size && (data[i] | data[i + 1]) != 0; i += 2)
+                moved += static_cast<wchar_t>(data[i] | (data[i + 1] << 8));
+            if (!moved.empty())
+                return moved;
+        }
+    }
     for (const KnownFolderPlace& folder : knownFolders)
         if (folder.id == id)
             return folder.path;

@@ -2,6 +2,7 @@
 // documented residue, what stops it before anything changes, the link rule of the
 // target, and the single operations' edge cases. Under Wine links cannot be made:
 // there the checks take the failure path, and everything else is checked alike.
+#include "common/switch_fixture.h"
 #include "app/constants.h"
 #include "app/machine.h"
 #include "app/machine_queries.h"
@@ -16,15 +17,8 @@
 #include "resources/resource.h"
 #include "simulators/catalogue.h"
 #include "simulators/prepar3d.h"
-#include "support/other_process.h"
-#include "support/sandbox.h"
-#include "tools/machine/machine_snapshot.h"
-#include "tools/machine/round_trip_residue.h"
-#include "tools/machine/six_simulator_machine.h"
 
 #include <gtest/gtest.h>
-
-#include <optional>
 
 #ifdef FERRYMARK_SIGN_CAFILE
 #include "platform/posix/host.h"
@@ -33,73 +27,6 @@
 #endif
 
 namespace {
-
-const RegistryHive HKLM = RegistryHive::LocalMachine;
-
-std::wstring Uninstall(const std::wstring& name) {
-    return PathJoin(SixSimulatorMachine::kUninstallKey, name);
-}
-
-// The fixture is the main dialog's side of the switch, recorded.
-class SwitchTest : public SandboxTest, public SwitchHost {
-protected:
-    void SetUp() override {
-        SandboxTest::SetUp();
-        machine.Remove();
-        machine.Install(true);
-        OpenLog();
-        logFile = InFolder(L"log.txt");
-        settings.emplace(HKLM, kSettingsKey, false);
-        simulators = CreateSimulators();
-        channel.SetName(L"MAINDLG");
-        links = !other_process::RunningUnderWine();
-    }
-    void TearDown() override {
-        settings.reset();
-        machine.Remove();
-        SandboxTest::TearDown();
-    }
-    const std::vector<std::shared_ptr<GenericSimulator>>& Simulators() const override {
-        return simulators;
-    }
-    RegistryKey& Settings() override { return *settings; }
-    std::wstring RecordedTargetTitle() const override { return recorded; }
-    void SetTargetActive(bool active) override { targetActive = active; }
-    void ShowError(const std::wstring& text, const std::wstring& caption) override {
-        boxes.push_back(caption + L": " + text);
-    }
-    void UpdateTargetState(const std::wstring& title, bool active) override {
-        updates.push_back(title + (active ? L" active" : L" inactive"));
-    }
-    const Logger& Log() const override { return channel; }
-
-    std::shared_ptr<GenericSimulator> Record(const std::wstring& title) const {
-        for (const auto& simulator : simulators)
-            if (simulator->GetTitle() == title)
-                return simulator;
-        throw std::out_of_range("no such simulator");
-    }
-    static std::wstring State(const MachineSnapshot& snapshot, const std::wstring& path) {
-        const auto found = snapshot.files.find(path);
-        return found == snapshot.files.end() ? L"(nothing)" : found->second.state;
-    }
-    // Only the log changed.
-    void ExpectUnchangedSince(const MachineSnapshot& before) {
-        for (const Difference& difference : DiffSnapshots(before, TakeSnapshot()))
-            if (difference.item != logFile)
-                ADD_FAILURE() << Narrow(Describe(difference));
-    }
-
-    SixSimulatorMachine machine;
-    std::wstring logFile;
-    std::optional<RegistryKey> settings;
-    std::vector<std::shared_ptr<GenericSimulator>> simulators;
-    std::wstring recorded;
-    bool targetActive = false;
-    std::vector<std::wstring> boxes, updates;
-    Logger channel;
-    bool links = true;
-};
 
 #ifdef FERRYMARK_SIGN_CAFILE
 // What osslsigncode says of a file's signature, checked against the certificate
@@ -125,7 +52,6 @@ bool MatchesPattern(const std::wstring& name, const std::wstring& pattern) {
                EqualsIgnoringCase(name.substr(name.size() - (pattern.size() - 1)), pattern.substr(1));
     return EqualsIgnoringCase(name, pattern);
 }
-
 
 } // namespace
 
@@ -303,18 +229,10 @@ TEST_F(SwitchTest, RoundTripLeavesOnlyTheDocumentedResidue) {
     order.push_back("INFO Finished deactivating Prepar3D v4");
     EXPECT_EQ(LogMatching(steps), order);
 
-    // What a round trip leaves behind, each with its reason, and this test's log;
-    // anything else is a loss. Each kind of residue must also show.
-    std::vector<ResidueItem> residue = RoundTripResidue(*target);
-    residue.push_back({"the program's log", [&](const Difference& d) { return d.item == logFile; }});
-    std::vector<bool> seen(residue.size(), false);
-    for (const Difference& difference : DiffSnapshots(before, TakeSnapshot())) {
-        bool allowed = false;
-        for (std::size_t at = 0; at < residue.size() && !allowed; ++at)
-            if (residue[at].allows(difference))
-                allowed = seen[at] = true;
-        EXPECT_TRUE(allowed) << "not documented residue: " << Narrow(Describe(difference));
-    }
+    // What a round trip leaves behind, each with its reason; anything else is a
+    // loss. Each kind of residue must also show.
+    const std::vector<bool> seen = ExpectOnlyResidue(before, *target);
+    const std::vector<ResidueItem> residue = RoundTripResidue(*target);
     for (std::size_t at = 0; at < residue.size(); ++at)
         EXPECT_TRUE(seen[at]) << "expected residue missing: " << residue[at].reason;
 }
@@ -331,17 +249,16 @@ TEST_F(SwitchTest, AHeldSimulatorOrAFailedRotationStopsBeforeAnythingChanges) {
         std::wstring box;
         std::string logLine; // a line of the log that begins so
     };
-    const std::wstring inUse = L".\nClose all open files and running programs and try again.";
     const std::vector<Case> cases{
         {"a simulator to disable is held", L"", true, {Record(L"Flight Simulator X")->GetFolder(ProgramData)},
-         L"Files in use: Flight Simulator X files are in use" + inUse, "ERROR Flight Simulator X is in use"},
+         InUseBox(L"Flight Simulator X"), "ERROR Flight Simulator X is in use"},
         {"the recorded target is exempt; the rotation then fails", L"Prepar3D v5", true,
          {Record(L"Prepar3D v5")->GetFolder(ProgramData), backupFolder},
          L"Backup error: Cannot activate: failed to create backups.",
          "ERROR Failed to move " + Narrow(backupFolder) + " -> " + Narrow(backupFolder) + "1, reason: "},
         {"deactivation asks the target too", L"Prepar3D v4", false,
          {Record(L"Prepar3D v4")->GetFolder(LocalAppData)},
-         L"Files in use: Prepar3D v4 files are in use" + inUse, "ERROR Prepar3D v4 is in use"},
+         InUseBox(L"Prepar3D v4"), "ERROR Prepar3D v4 is in use"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);

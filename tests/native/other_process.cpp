@@ -1,6 +1,6 @@
 // Another process that holds an item, for the tests on POSIX: a forked child
-// opens a file or changes into a folder, says so through a pipe, and waits until
-// it is killed.
+// opens a file or changes into a folder, says so through a pipe, and becomes a
+// sleeping program until it is killed.
 #include "platform/posix/host.h"
 
 #include <cerrno>
@@ -34,9 +34,15 @@ OtherProcess* StartHolder(Hold how, const std::wstring& path, std::string& why) 
         const bool held =
             how == Hold::OpenFile ? open(host.c_str(), O_RDONLY) >= 0 : chdir(host.c_str()) == 0;
         const char answer = held ? 'y' : 'n';
-        if (write(ready[1], &answer, 1) == 1 && held)
+        if (write(ready[1], &answer, 1) == 1 && held) {
+            // A small program takes the child's place, keeping the held file and
+            // the working folder: a fork of the test program would share its
+            // pages copy-on-write and slow every write of the test down.
+            close(ready[1]);
+            execl("/bin/sleep", "sleep", "infinity", static_cast<char*>(nullptr));
             for (;;)
                 pause();
+        }
         _exit(2);
     }
     close(ready[1]);

@@ -18,6 +18,9 @@ public:
     static std::string ReadFile(const std::wstring& path);
     static void WriteFile(const std::wstring& path, const std::string& bytes);
     static void MakeFolder(const std::wstring& path);
+    // The read-only attribute of a file (on POSIX: no write permission at all).
+    static void SetReadOnly(const std::wstring& path, bool readOnly);
+    static bool IsReadOnly(const std::wstring& path);
     static std::string Narrow(const std::wstring& text) { return {text.begin(), text.end()}; }
     // An RCDATA resource of the test program's own image.
     static std::string Embedded(std::uint32_t id);
@@ -49,6 +52,7 @@ protected:
     }
     // Empties the log; it stays open.
     void ClearLog();
+    void CloseLog();
 
 private:
     static void DeleteKeys();

@@ -7,6 +7,7 @@
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
+#include <sys/stat.h>
 
 std::wstring CreateSandboxFolder() {
     char pattern[] = "/tmp/ferrymark-test-XXXXXX";
@@ -36,4 +37,14 @@ void SandboxTest::WriteFile(const std::wstring& path, const std::string& bytes) 
     out << bytes;
     if (!out)
         throw std::runtime_error("cannot write " + platform::posix::HostPath(path));
+}
+
+void SandboxTest::SetReadOnly(const std::wstring& path, bool readOnly) {
+    if (chmod(platform::posix::HostPath(path).c_str(), readOnly ? 0444 : 0644) != 0)
+        throw std::runtime_error("cannot change the permissions of " + platform::posix::HostPath(path));
+}
+
+bool SandboxTest::IsReadOnly(const std::wstring& path) {
+    struct stat info {};
+    return stat(platform::posix::HostPath(path).c_str(), &info) == 0 && (info.st_mode & 0222) == 0;
 }

@@ -247,7 +247,10 @@ void WalkKey(reg::Hive hive, const std::wstring& path, bool wow32, const std::ws
 MachineSnapshot TakeSnapshot() {
     MachineSnapshot snapshot;
     Scratch scratch;
-    WalkFolder(L"C:", true, snapshot, scratch);
+    // A second drive holds what a user installed there; where there is none the
+    // walk finds nothing.
+    for (const wchar_t* drive : {L"C:", L"D:"})
+        WalkFolder(drive, true, snapshot, scratch);
     // HKLM\Software\Classes is left out: under Wine it holds the whole COM and
     // file-type registration of the prefix, which takes most of the time of a
     // snapshot, and the program never reads or writes below it.

@@ -1,5 +1,5 @@
 // A snapshot of the machine as the program sees it, and the differences between
-// two: every item below the C: drive (type, a link's stored target, a file's
+// two: every item below the C: and D: drives (type, a link's stored target, a file's
 // content hash) and every key and value of HKLM\Software and HKCU\Software in
 // both views. Over the platform seam alone, so it works on both builds.
 #pragma once

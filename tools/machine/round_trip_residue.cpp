@@ -11,6 +11,7 @@ bool IsBelow(const std::wstring& item, const std::wstring& folder) {
 
 std::vector<ResidueItem> RoundTripResidue(const GenericSimulator& target) {
     const std::wstring dataFolder = GetDataFolder();
+    const std::wstring backupRoot = PathJoin(dataFolder, L"backup");
     const std::wstring settings = std::wstring(L"HKLM64\\") + kSettingsKey;
     const std::wstring programData = target.GetFolder(ProgramData);
     const std::wstring roaming = target.GetFolder(RoamingAppData);
@@ -18,17 +19,13 @@ std::vector<ResidueItem> RoundTripResidue(const GenericSimulator& target) {
         {"the backup tree keeps the configuration copies, and the rotation keeps it, and the trees "
          "of runs before it under numbered names, for later runs",
          [=](const Difference& d) {
-             if (d.kind != Difference::Added)
-                 return false;
-             if (d.item == dataFolder || IsBelow(dataFolder, d.item))
-                 return true;
-             if (!IsBelow(d.item, dataFolder))
-                 return false;
-             // The first name below the data folder: "backup", "backup1", "backup2"...
-             const std::wstring rest = d.item.substr(dataFolder.size() + 1);
-             const std::wstring top = rest.substr(0, rest.find(L'\\'));
-             return top.rfind(L"backup", 0) == 0 &&
-                    top.find_first_not_of(L"0123456789", 6) == std::wstring::npos;
+             // The rotation moves an earlier tree on to "backup1" and so on, and a
+             // fresh tree holds the copies of this run only.
+             std::wstring tree = d.item.substr(0, d.item.find(L'\\', backupRoot.size()));
+             const bool rotated = IsBelow(tree, dataFolder) && tree.compare(0, backupRoot.size(), backupRoot) == 0 &&
+                                  tree.find_first_not_of(L"0123456789", backupRoot.size()) == std::wstring::npos;
+             return (d.kind == Difference::Added && (IsBelow(dataFolder, d.item) || d.item == dataFolder)) ||
+                    rotated;
          }},
         {"the target's launch lists were made sound, and what an add-on adds to them must stay",
          [=](const Difference& d) {

@@ -197,6 +197,12 @@ const InstalledSimulator& SixSimulatorMachine::Simulator(const std::wstring& tit
     throw std::out_of_range("no simulator of that title on the machine");
 }
 
+void SixSimulatorMachine::Relocate(const std::wstring& title, const std::wstring& location) {
+    for (InstalledSimulator& simulator : simulators)
+        if (simulator.title == title)
+            simulator.location = location;
+}
+
 std::wstring SixSimulatorMachine::InstallShieldFolder() const {
     return PathJoin(PathJoin(GetKnownFolder(KnownFolder::ProgramFilesX86), kInstallShieldBase),
                     installShieldEntry);

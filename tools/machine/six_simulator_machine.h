@@ -35,6 +35,10 @@ public:
     // (HKLM 64-bit Software\Kestrane\Ferrymark\Simulators\<title>, InstallLocation
     // and Version) names each install folder, as after the user confirmed them.
     void Install(bool storeLocations);
+    // Installs the simulator of that title into `location` instead of its usual
+    // folder: a user's own choice, another drive, a deep or non-ASCII path. Only
+    // before Install.
+    void Relocate(const std::wstring& title, const std::wstring& location);
 
     // Takes away everything Install put down and everything a switch may leave:
     // backups beside the items, links, the program's data folder and key, moved
