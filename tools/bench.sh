@@ -29,10 +29,12 @@ if [ "$runs" = --table ]; then
   runs=$(grep "^native-small " "$results" | grep -oE "runs_s=[^ ]+" | tr ',' '\n' | wc -l)
 else
   bash tools/setup.sh >/dev/null
-  cmake --preset native-release >/dev/null
-  nice -n 10 cmake --build --preset native-release -j2 --target ferrymark_bench >/dev/null
-  cmake --preset win64 >/dev/null
-  nice -n 10 cmake --build --preset win64 -j2 --target Ferrymark ferrymark_bench bench_start bare_dialog >/dev/null
+  # A build that fails shows its own output, not a silent exit.
+  quiet() { local out; out=$("$@" 2>&1) || { echo "$out" | tail -40 >&2; echo "bench: failed: $*" >&2; exit 1; }; }
+  quiet cmake --preset native-release
+  quiet nice -n 10 cmake --build --preset native-release -j2 --target ferrymark_bench
+  quiet cmake --preset win64
+  quiet nice -n 10 cmake --build --preset win64 -j2 --target Ferrymark ferrymark_bench bench_start bare_dialog
 
   : >"$results"
 

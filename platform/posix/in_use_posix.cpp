@@ -88,7 +88,7 @@ bool ProcessHolds(const char* process, std::string_view item, bool folder) {
     if (Covers(item, folder, ReadLink(path, target)))
         return true;
     std::snprintf(path, sizeof path, "/proc/%s/fd", process);
-    char fd[64 + NAME_MAX];
+    char fd[sizeof path + 1 + NAME_MAX + 1];  // the folder, a slash and an entry's name
     return AnyEntry(path, [&](const char* name) {
         if (!IsDigits(name))
             return false;
