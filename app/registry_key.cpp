@@ -131,6 +131,27 @@ std::vector<std::wstring> RegistryKey::SubKeys() const {
     return names;
 }
 
+std::vector<RegistryValue> RegistryKey::Values() const {
+    std::vector<RegistryValue> values;
+    for (std::uint32_t index = 0;; ++index) {
+        // Names are at most 16,383 characters; the data's size is asked first.
+        std::vector<wchar_t> name(16384, L'\0');
+        std::uint32_t nameLength = static_cast<std::uint32_t>(name.size());
+        std::uint32_t size = 0;
+        RegistryValue value;
+        if (reg::EnumValue(handle, index, name.data(), &nameLength, &value.type, nullptr, &size) !=
+            reg::kSuccess)
+            return values;
+        value.name.assign(name.data(), nameLength);
+        value.data.resize(size);
+        nameLength = static_cast<std::uint32_t>(name.size());
+        if (size != 0 && reg::EnumValue(handle, index, name.data(), &nameLength, &value.type,
+                                        value.data.data(), &size) != reg::kSuccess)
+            return values;
+        values.push_back(std::move(value));
+    }
+}
+
 platform::CalendarTime FileTimeToCalendar(std::uint64_t ticks) {
     const std::uint64_t totalMilliseconds = ticks / 10000;
     const std::uint64_t totalSeconds = totalMilliseconds / 1000;

@@ -12,6 +12,13 @@
 
 using RegistryHive = platform::registry::Hive;
 
+// One value of a key as the registry holds it.
+struct RegistryValue {
+    std::wstring name;
+    platform::registry::ValueType type;
+    std::vector<std::uint8_t> data;
+};
+
 class RegistryKey {
 public:
     // wow32 true selects the 32-bit view of the registry, false the 64-bit one.
@@ -34,6 +41,10 @@ public:
 
     // The names of the direct subkeys, complete before the caller changes anything.
     std::vector<std::wstring> SubKeys() const;
+    // Every value of the key, in the order the registry lists them.
+    std::vector<RegistryValue> Values() const;
+    // An open key with no values and no subkeys.
+    bool IsEmpty() const { return IsOpen() && Values().empty() && SubKeys().empty(); }
 
     // The key's last write time in UTC, and the same as "YYYY-MM-DD hh:mm:ss".
     platform::CalendarTime LastWriteTime() const;

@@ -22,6 +22,109 @@ std::wstring InstallShieldBase() {
     return PathJoin(GetKnownFolder(KnownFolder::ProgramFilesX86), kInstallShieldFolder);
 }
 
+// The same values (names without regard to case, types and bytes) and the same
+// subkeys, all the way down.
+bool SameTree(const RegistryKey& first, const RegistryKey& second) {
+    const std::vector<RegistryValue> values = first.Values();
+    const std::vector<RegistryValue> others = second.Values();
+    if (values.size() != others.size())
+        return false;
+    for (const RegistryValue& value : values) {
+        const auto same = std::find_if(others.begin(), others.end(), [&](const RegistryValue& other) {
+            return EqualsIgnoringCase(value.name, other.name) && value.type == other.type &&
+                   value.data == other.data;
+        });
+        if (same == others.end())
+            return false;
+    }
+    const std::vector<std::wstring> names = first.SubKeys();
+    if (names.size() != second.SubKeys().size())
+        return false;
+    for (const std::wstring& name : names) {
+        if (!RegistryKey::Exists(second.Hive(), second.Path() + L"\\" + name, second.Wow32()) ||
+            !SameTree(RegistryKey(first.Hive(), first.Path() + L"\\" + name, first.Wow32()),
+                      RegistryKey(second.Hive(), second.Path() + L"\\" + name, second.Wow32())))
+            return false;
+    }
+    return true;
+}
+
+void RemoveParkedKey(RegistryHive backupHive, const std::wstring& backupPath,
+                     const std::wstring& name, const std::wstring& why) {
+    Logger::Write(Logger::InfoLevel, why + backupPath + L"\\" + name);
+    RegistryKey parent(backupHive, backupPath, false);
+    platform::registry::DeleteTree(parent.Handle(), name);
+}
+
+// An entry parked while its live namesake stands is weighed by its time alone,
+// and the live one wins. Some such pairs are no contest but the remains of a move
+// that stopped half way, recognised by the marks that only these moves make; for
+// those the parked entry is settled here. True when it is to be moved back now.
+bool SettleParkedEntry(RegistryHive backupHive, const std::wstring& backupPath,
+                       const std::wstring& name, const RegistryKey& entry,
+                       const RegistryKey& live) {
+    // A move out that stopped before its copy leaves an empty parked key, and one
+    // that stopped before deleting its source a copy without "__LastModified": the
+    // live entry is the real one.
+    if (entry.IsEmpty()) {
+        RemoveParkedKey(backupHive, backupPath, name, L"Removing empty key left by an interrupted move ");
+        return false;
+    }
+    const std::wstring recorded = entry.ReadString(kLastModified, L"");
+    if (recorded.empty() && SameTree(entry, live)) {
+        RemoveParkedKey(backupHive, backupPath, name, L"Removing copy left by an interrupted move ");
+        return false;
+    }
+    // A move back that stopped after making the live key leaves it empty, or a copy
+    // that still holds the parked entry's "__LastModified": the parked one is real.
+    if (live.IsEmpty() ||
+        (!recorded.empty() && live.ReadString(kLastModified, L"") == recorded)) {
+        Logger::Write(Logger::InfoLevel, L"Completing interrupted restore of key " + name);
+        return true;
+    }
+    return false;
+}
+
+// A move back that stopped after its key moved leaves "__LastModified" in the live
+// entry, or its InstallShield folder under its backup name, with nothing parked
+// that names them. Entries still parked by any simulator are left to their own
+// restore.
+void FinishRestoredEntries(RegistryHive backupHive, const std::wstring& backupPath, bool wow32,
+                           const std::wstring& installShield) {
+    const std::wstring simulatorsPath = PathParent(PathParent(backupPath));
+    const std::wstring view = PathLastComponent(backupPath);
+    std::vector<std::wstring> simulators;
+    {
+        RegistryKey all(backupHive, simulatorsPath, false);
+        simulators = all.SubKeys();
+    }
+    const auto parked = [&](const std::wstring& name) {
+        return std::any_of(simulators.begin(), simulators.end(), [&](const std::wstring& title) {
+            return RegistryKey::Exists(
+                backupHive, simulatorsPath + L"\\" + title + L"\\" + view + L"\\" + name, false);
+        });
+    };
+    const std::vector<std::wstring> names =
+        RegistryKey(RegistryHive::LocalMachine, kUninstallKey, wow32).SubKeys();
+    for (const std::wstring& name : names) {
+        RegistryKey live(RegistryHive::LocalMachine, kRestoreEntryPrefix + name, wow32);
+        const bool marked = !live.ReadString(kLastModified, L"").empty();
+        const std::wstring folder = PathJoin(installShield, name);
+        const bool folderAside =
+            !platform::Exists(folder) && platform::Exists(GetBackupPath(folder));
+        if ((!marked && !folderAside) || parked(name))
+            continue;
+        if (marked) {
+            Logger::Write(Logger::InfoLevel, L"Removing __LastModified left in restored key " + name);
+            live.DeleteValue(kLastModified);
+        }
+        if (folderAside) {
+            Logger::Write(Logger::InfoLevel, L"Restoring InstallShield folder left aside " + folder);
+            FolderRestore(folder, true);
+        }
+    }
+}
+
 } // namespace
 
 bool PathsOverlap(const std::wstring& first, const std::wstring& second) {
@@ -88,15 +191,17 @@ bool RegistryRestore(RegistryHive backupHive, std::wstring backupPath, bool wow3
         RegistryKey entry(backupHive, entryBackupPath, false);
 
         if (RegistryKey::Exists(RegistryHive::LocalMachine, livePath, wow32)) {
-            std::wstring liveTime;
+            bool liveWins = false;
             {
+                // Closed before the move, which deletes the live tree.
                 RegistryKey live(RegistryHive::LocalMachine, livePath, wow32);
-                liveTime = live.LastWriteTimeText();
+                // Fixed-width UTC texts: the string order is the order of the times.
+                // A live entry at least as new as the moved one wins, and the moved
+                // one stays in the backup key.
+                liveWins = entry.ReadString(kLastModified, L"") <= live.LastWriteTimeText() &&
+                           !SettleParkedEntry(backupHive, backupPath, name, entry, live);
             }
-            // Fixed-width UTC texts: the string order is the order of the times.
-            // A live entry at least as new as the moved one wins, and the moved
-            // one stays in the backup key.
-            if (entry.ReadString(kLastModified, L"") <= liveTime)
+            if (liveWins)
                 continue;
         }
 
@@ -106,7 +211,16 @@ bool RegistryRestore(RegistryHive backupHive, std::wstring backupPath, bool wow3
             continue;
         }
         entry.DeleteValue(kLastModified);
-        FolderRestore(PathJoin(installShield, name), true);
+        // A folder that stands without a backup beside it was never set aside (the
+        // move out stopped between the entry and its folder): it is the add-on's
+        // own and stays.
+        const std::wstring folder = PathJoin(installShield, name);
+        if (platform::Exists(folder) && !platform::Exists(GetBackupPath(folder))) {
+            Logger::Write(Logger::InfoLevel, L"Keeping InstallShield folder that was never set aside " + folder);
+            continue;
+        }
+        FolderRestore(folder, true);
     }
+    FinishRestoredEntries(backupHive, backupPath, wow32, installShield);
     return true;
 }

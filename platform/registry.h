@@ -25,6 +25,7 @@ enum class ValueType : std::uint32_t {
 using Status = long;
 constexpr Status kSuccess = 0;
 constexpr Status kFileNotFound = 2;
+constexpr Status kAccessDenied = 5;
 constexpr Status kInvalidHandle = 6;
 constexpr Status kInvalidParameter = 87;
 constexpr Status kMoreData = 234;

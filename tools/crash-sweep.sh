@@ -1,12 +1,16 @@
 #!/usr/bin/env bash
-# The switch of the six-simulator machine cut short at every change that it makes,
+# The switch of the six-simulator machine stopped at every change that it makes,
 # activation and deactivation, each point brought back as the user would and
 # compared with the machine before the first switch. Builds the native core
 # without sanitizers first (build/sweep), since every point is a whole round trip,
-# and shares the points between two processes. Prints one report per point that
-# does not come back (a documented loss, with its reason, or a finding), and ends
-# with "sweep: points=P whole=W".
-# Arguments go to the sweep: --every K takes every K-th point.
+# and shares the points between two processes (SWEEP_JOBS). Prints one report per
+# point that does not come back whole, and ends with the figure of its kind:
+#
+#   bash tools/crash-sweep.sh                  # power cut at each change:   sweep: points=P whole=W
+#   bash tools/crash-sweep.sh --kind fail      # each change fails instead:  errors: points=P whole=W
+#   bash tools/crash-sweep.sh --kind recover   # cut again while recovering: recovery: points=P whole=W
+#
+# Further arguments go to the sweep: --every K, --inner K, --only a:N, --list.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 cmake -S . -B build/sweep -G Ninja -DCMAKE_BUILD_TYPE=Release -DFERRYMARK_SANITIZE=OFF >/dev/null
@@ -25,15 +29,13 @@ for pid in "${pids[@]}"; do
   wait "$pid" || status=1
 done
 for ((i = 0; i < jobs; i++)); do
-  grep -vE '^sweep: (points=|findings=|documented loss|[0-9]+ s$)' "$out/$i" || true
+  grep -vE '^(sweep|errors|recovery): (points=|[0-9]+ s$)' "$out/$i" || true
 done
-# The sum of a figure over the shares: sum PATTERN (a sed expression printing it).
-sum() { cat "$out"/* | sed -n "$1" | awk '{s+=$1} END {print s+0}'; }
-for kind in 1 2 3; do
-  echo "sweep: documented loss ($kind) at $(sum "s/^sweep: documented loss ($kind) at \([0-9]*\) points/\1/p") points"
-done
-echo "sweep: findings=$(sum 's/^sweep: findings=\([0-9]*\)/\1/p')"
-echo "sweep: $((SECONDS - start)) s"
-echo "sweep: points=$(sum 's/^sweep: points=\([0-9]*\) .*/\1/p') whole=$(sum 's/^sweep: points=[0-9]* whole=\([0-9]*\)/\1/p')"
-# 0 when every point came back whole or with a documented loss.
+figure=$(sed -n 's/^\(sweep\|errors\|recovery\): points=.*/\1/p' "$out/0" | head -1)
+[ -n "$figure" ] || { echo "crash-sweep: the sweep printed no figure" >&2; exit 1; }
+points=$(cat "$out"/* | sed -n "s/^$figure: points=\([0-9]*\) whole=.*/\1/p" | awk '{s+=$1} END {print s+0}')
+whole=$(cat "$out"/* | sed -n "s/^$figure: points=[0-9]* whole=\([0-9]*\)$/\1/p" | awk '{s+=$1} END {print s+0}')
+echo "$figure: $((SECONDS - start)) s"
+echo "$figure: points=$points whole=$whole"
+# 0 when every point came back whole.
 exit $status

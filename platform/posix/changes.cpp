@@ -1,6 +1,8 @@
-// The count of changes made through the POSIX backend, and the cut at a chosen one.
+// The count of changes made through the POSIX backend, and the cut or the failure
+// at a chosen one.
 #include "platform/posix/host.h"
 
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <unistd.h>
@@ -8,12 +10,15 @@
 namespace platform::posix {
 namespace {
 
+long FromEnvironment(const char* name) {
+    const char* value = std::getenv(name);
+    return value != nullptr ? std::atol(value) : 0L;
+}
+
 struct Changes {
     long counted = 0;
-    long cutAt = [] {
-        const char* fromEnvironment = std::getenv("FERRYMARK_CUT_AT_CHANGE");
-        return fromEnvironment != nullptr ? std::atol(fromEnvironment) : 0L;
-    }();
+    long cutAt = FromEnvironment("FERRYMARK_CUT_AT_CHANGE");
+    long failAt = FromEnvironment("FERRYMARK_FAIL_AT_CHANGE");
     ChangeObserver observer = nullptr;
 };
 
@@ -24,7 +29,7 @@ Changes& State() {
 
 } // namespace
 
-void CountChange(const char* what, const std::string& hostPath) {
+int CountChange(const char* what, const std::string& hostPath) {
     Changes& changes = State();
     ++changes.counted;
     if (changes.observer != nullptr)
@@ -35,10 +40,20 @@ void CountChange(const char* what, const std::string& hostPath) {
         ::kill(::getpid(), SIGKILL);
         std::_Exit(137);
     }
+    if (changes.counted != changes.failAt)
+        return 0;
+    // The error a Windows user meets for this kind of change: a full disk where
+    // bytes are written, access denied for everything else.
+    const std::string kind = what;
+    return kind == "write file" || kind == "create file" ? ENOSPC : EACCES;
 }
 
 void SetChangeCut(long number) {
     State().cutAt = number;
+}
+
+void SetChangeFailure(long number) {
+    State().failAt = number;
 }
 
 void ResetChangeCount() {

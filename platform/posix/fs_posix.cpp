@@ -46,17 +46,22 @@ SystemError CopyHostFile(const std::string& from, const std::string& to, bool ov
     struct stat info {};
     fstat(in, &info);
     const int replace = overwrite ? O_TRUNC : O_EXCL;
-    posix::CountChange("create file", to);
+    if (const int refused = posix::CountChange("create file", to)) {
+        close(in);
+        return FromErrno(refused);
+    }
     int out = open(to.c_str(), O_WRONLY | O_CREAT | replace | O_CLOEXEC, info.st_mode & 07777);
     if (out < 0) {
         int error = errno;
         close(in);
         return FromErrno(error);
     }
-    posix::CountChange("write file", to);
-    char buffer[65536];
+    // A disk that fills up leaves the file made but short of its bytes.
     SystemError failure;
-    for (;;) {
+    if (const int refused = posix::CountChange("write file", to))
+        failure = FromErrno(refused);
+    char buffer[65536];
+    while (!failure.Failed()) {
         ssize_t got = read(in, buffer, sizeof buffer);
         if (got == 0)
             break;
@@ -107,10 +112,12 @@ int RemoveHostTree(const std::string& host) {
         for (const std::string& name : names)
             if (const int error = RemoveHostTree(host + "/" + name))
                 return error;
-        posix::CountChange("remove folder", host);
+        if (const int refused = posix::CountChange("remove folder", host))
+            return refused;
         return rmdir(host.c_str()) == 0 ? 0 : errno;
     }
-    posix::CountChange("remove", host);
+    if (const int refused = posix::CountChange("remove", host))
+        return refused;
     return unlink(host.c_str()) == 0 ? 0 : errno;
 }
 
@@ -151,7 +158,9 @@ SystemError RemoveItem(const std::wstring& path) {
     struct stat info {};
     if (lstat(host.c_str(), &info) != 0)
         return FromErrno(errno);
-    posix::CountChange(S_ISDIR(info.st_mode) ? "remove folder" : "remove", host);
+    if (const int refused =
+            posix::CountChange(S_ISDIR(info.st_mode) ? "remove folder" : "remove", host))
+        return FromErrno(refused);
     int result = S_ISDIR(info.st_mode) ? rmdir(host.c_str()) : unlink(host.c_str());
     if (result != 0)
         return FromErrno(errno);
@@ -177,7 +186,8 @@ SystemError CreateFolders(const std::wstring& path) {
         if (!folder.empty() && stat(folder.c_str(), &info) != 0) {
             if (errno != ENOENT)
                 return FromErrno(errno);
-            posix::CountChange("create folder", folder);
+            if (const int refused = posix::CountChange("create folder", folder))
+                return FromErrno(refused);
             if (mkdir(folder.c_str(), 0777) != 0 && errno != EEXIST)
                 return FromErrno(errno);
         }
@@ -214,7 +224,8 @@ SystemError MoveItem(const std::wstring& from, const std::wstring& to) {
     if (destinationExists && !sameItem && posix::IsHeldOpen(destination))
         return FromErrno(EBUSY);
     if (!sameItem)
-        posix::CountChange("move", source + " -> " + destination);
+        if (const int refused = posix::CountChange("move", source + " -> " + destination))
+            return FromErrno(refused);
     if (rename(source.c_str(), destination.c_str()) == 0)
         return {};
     int error = errno;
@@ -254,8 +265,11 @@ std::string ToFileApiCodePage(const std::wstring& text) {
 
 void OpenStream(std::basic_ofstream<wchar_t>& stream, const std::wstring& path,
                 std::ios_base::openmode mode) {
-    if ((mode & std::ios_base::out) != 0)
-        posix::CountChange("open for writing", posix::HostPath(path));
+    if ((mode & std::ios_base::out) != 0 &&
+        posix::CountChange("open for writing", posix::HostPath(path)) != 0) {
+        stream.setstate(std::ios_base::failbit);
+        return;
+    }
     stream.open(posix::HostPath(path), mode);
 }
 
@@ -282,7 +296,8 @@ SystemError MakeSymbolicLink(const std::wstring& link, const std::wstring& targe
                              std::uint32_t /*flags*/) {
     // A real link to the mapped target; a relative target stays relative to the
     // link's folder, as on Windows. Folder and file links are one kind here.
-    posix::CountChange("link", posix::HostPath(link));
+    if (const int refused = posix::CountChange("link", posix::HostPath(link)))
+        return FromErrno(refused);
     if (symlink(posix::HostPath(target).c_str(), posix::HostPath(link).c_str()) != 0)
         return FromErrno(errno);
     return {};

@@ -38,10 +38,16 @@ void CloseRegistryStore();
 // short at any of them: when the cut is set to N (SetChangeCut, or the environment
 // variable FERRYMARK_CUT_AT_CHANGE), change number N kills the process with
 // SIGKILL before it is made, so that nothing runs after it, as when the power
-// goes. The native build is a test vehicle; the product has no such counter.
-void CountChange(const char* what, const std::string& hostPath);
-// 0: no cut.
+// goes. When the failure is set to N instead (SetChangeFailure, or the environment
+// variable FERRYMARK_FAIL_AT_CHANGE), change number N is not made and fails with the
+// error a Windows user meets there: a full disk for the creation or the writing of a
+// file, access denied for everything else. The result is that error (an errno), 0
+// for a change that is to be made; the caller fails the call as the platform would.
+// The native build is a test vehicle; the product has no such counter.
+[[nodiscard]] int CountChange(const char* what, const std::string& hostPath);
+// 0: no cut, no failure.
 void SetChangeCut(long number);
+void SetChangeFailure(long number);
 void ResetChangeCount();
 long ChangesCounted();
 // Told of each change before it is made (and before a cut), with its number.

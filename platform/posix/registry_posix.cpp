@@ -319,8 +319,9 @@ KeyHandle OpenKey(Hive hive, const std::wstring& path, bool wow32, bool create) 
     const sqlite3_int64 hiveId = hive == Hive::LocalMachine ? 1 : 2;
     sqlite3_int64 id = 0;
     if (create) {
-        if (Resolve(hiveId, parts, false) == 0)
-            posix::CountChange("create key", ToUtf8(path));
+        if (Resolve(hiveId, parts, false) == 0 &&
+            posix::CountChange("create key", ToUtf8(path)) != 0)
+            return nullptr;
         Transaction transaction;
         id = Resolve(hiveId, parts, true);
         if (id != 0)
@@ -371,7 +372,8 @@ Status SetValue(KeyHandle key, const std::wstring& name, ValueType type, const s
                 std::uint32_t size) {
     if (key == nullptr)
         return kInvalidHandle;
-    posix::CountChange("set value", ToUtf8(name));
+    if (posix::CountChange("set value", ToUtf8(name)) != 0)
+        return kAccessDenied;
     Transaction transaction;
     if (!KeyAlive(key->id))
         return kKeyDeleted;
@@ -389,7 +391,8 @@ Status SetValue(KeyHandle key, const std::wstring& name, ValueType type, const s
 Status DeleteValue(KeyHandle key, const std::wstring& name) {
     if (key == nullptr)
         return kInvalidHandle;
-    posix::CountChange("delete value", ToUtf8(name));
+    if (posix::CountChange("delete value", ToUtf8(name)) != 0)
+        return kAccessDenied;
     Transaction transaction;
     if (!KeyAlive(key->id))
         return kKeyDeleted;
@@ -479,7 +482,8 @@ Status EnumValue(KeyHandle key, std::uint32_t index, wchar_t* name, std::uint32_
 Status CopyTree(KeyHandle source, const std::wstring& subKey, KeyHandle destination) {
     if (source == nullptr || destination == nullptr)
         return kInvalidHandle;
-    posix::CountChange("copy key tree", ToUtf8(subKey));
+    if (posix::CountChange("copy key tree", ToUtf8(subKey)) != 0)
+        return kAccessDenied;
     Transaction transaction;
     if (!KeyAlive(source->id) || !KeyAlive(destination->id))
         return kKeyDeleted;
@@ -494,7 +498,8 @@ Status CopyTree(KeyHandle source, const std::wstring& subKey, KeyHandle destinat
 Status DeleteTree(KeyHandle key, const std::wstring& subKey) {
     if (key == nullptr)
         return kInvalidHandle;
-    posix::CountChange("delete key tree", ToUtf8(subKey));
+    if (posix::CountChange("delete key tree", ToUtf8(subKey)) != 0)
+        return kAccessDenied;
     Transaction transaction;
     if (!KeyAlive(key->id))
         return kKeyDeleted;

@@ -179,14 +179,15 @@ bool ReplaceFile(const std::string& hostPath, const std::vector<std::uint8_t>& b
     if (::stat(hostPath.c_str(), &original) != 0)
         return false;
     const std::string temporary = hostPath + ".ferrymark-update";
-    posix::CountChange("create file", temporary);
+    if (posix::CountChange("create file", temporary) != 0)
+        return false;
     const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC,
                           original.st_mode & 07777);
     if (fd < 0)
         return false;
-    posix::CountChange("write file", temporary);
     std::size_t done = 0;
-    while (done < bytes.size()) {
+    const bool full = posix::CountChange("write file", temporary) != 0;
+    while (!full && done < bytes.size()) {
         const ssize_t step = ::write(fd, bytes.data() + done, bytes.size() - done);
         if (step <= 0)
             break;
@@ -194,12 +195,12 @@ bool ReplaceFile(const std::string& hostPath, const std::vector<std::uint8_t>& b
     }
     const bool closed = ::close(fd) == 0;
     if (done == bytes.size() && closed) {
-        posix::CountChange("move", temporary + " -> " + hostPath);
-        if (::rename(temporary.c_str(), hostPath.c_str()) == 0)
+        if (posix::CountChange("move", temporary + " -> " + hostPath) == 0 &&
+            ::rename(temporary.c_str(), hostPath.c_str()) == 0)
             return true;
     }
-    posix::CountChange("remove", temporary);
-    ::unlink(temporary.c_str());
+    if (posix::CountChange("remove", temporary) == 0)
+        ::unlink(temporary.c_str());
     return false;
 }
 
@@ -323,7 +324,10 @@ bool EndResourceUpdate(ResourceUpdate update) {
 namespace {
 
 int OpenOutputFile(const std::string& hostPath) {
-    posix::CountChange("create file", hostPath);
+    if (const int refused = posix::CountChange("create file", hostPath)) {
+        errno = refused;
+        return -1;
+    }
     return ::open(hostPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
 }
 
@@ -346,7 +350,11 @@ void SharedOutputFile::Write(const void* data, std::size_t size) {
         char name[4096] = {};
         const std::string descriptor = "/proc/self/fd/" + std::to_string(handle);
         const ssize_t length = ::readlink(descriptor.c_str(), name, sizeof name - 1);
-        posix::CountChange("write file", length > 0 ? std::string(name, static_cast<std::size_t>(length)) : descriptor);
+        // A full disk: the file stays as short as it is.
+        if (posix::CountChange("write file",
+                               length > 0 ? std::string(name, static_cast<std::size_t>(length))
+                                          : descriptor) != 0)
+            return;
     }
     const ssize_t written = ::write(static_cast<int>(handle), data, size);
     (void)written;

@@ -1,24 +1,31 @@
-// The switch of the six-simulator machine cut short at every change it makes.
+// The switch of the six-simulator machine stopped at every change it makes.
 //
 // For each change N of a full activation, and of a full deactivation, a child
-// process runs the switch from the same machine and dies by SIGKILL just before
-// change N (the POSIX backend's change counter). The machine is then brought back
-// as its user would: the program starts again, reads the recorded state as the
-// main dialog does, and the user presses the button it shows (after a cut
-// activation the state still says inactive: activate, then deactivate; after a
-// cut deactivation: deactivate). The point comes back whole when the machine
-// differs from its state before the first switch by nothing but the round trip's
-// documented residue. A point that does not is reported with what it lost: as a
-// documented loss when the documented order of the steps itself loses it (the
-// kinds below, each with its reason), else as a finding. Last, the count; the
-// exit status is 0 when every point comes back whole or with a documented loss.
+// process runs the switch from the same machine and, by the POSIX backend's change
+// counter, either dies by SIGKILL just before change N (--kind cut, a power cut) or
+// has that one change fail with the error a Windows user meets there (--kind fail:
+// access denied, a full disk for a file's bytes); a failed step is logged and the
+// switch goes on, a raising call ends the program as its handler does. The machine
+// is then brought back as its user would: the program starts again, reads the
+// recorded state as the main dialog does, and the user presses the button it shows
+// (inactive: activate, then deactivate; active: deactivate). --kind recover cuts a
+// sample of activations, then cuts the recovering deactivation at its own points
+// and recovers once more, as for a power that fails twice. A point comes back whole
+// when the machine differs from its state before the first switch by nothing but
+// the round trip's documented residue and the recovery showed no box; every other
+// point is printed with what it lost. Last, the count; the exit status is 0 when
+// every point came back whole.
 //
-//     crash_sweep [--every K] [--part I/J]
+//     crash_sweep [--kind cut|fail|recover] [--every K] [--inner K] [--part I/J]
 //
-// --every K takes every K-th point of each direction (default 1); --part I/J the
-// I-th of J shares of those (from 0), so that J processes can share a sweep;
-// --only a:N or d:N the one point N of an activation or a deactivation; --list
-// prints the changes of both, numbered, and sweeps nothing.
+// --every K takes every K-th point of each direction (default 1; for recover, of
+// the activation, default 10); --inner K every K-th point of a recovering
+// deactivation (default 3); --part I/J the I-th of J shares of the points (from
+// 0), so that J processes can share a sweep; --only a:N or d:N the one point N of
+// an activation or a deactivation (a:N/M for recover: point M of the recovery of
+// activation point N); --first a:TEXT or d:TEXT, repeatable, the first point of
+// that direction whose change contains TEXT, instead of every K-th; --list prints
+// the changes of both, numbered, and sweeps nothing.
 #include "app/constants.h"
 #include "app/paths.h"
 #include "app/registry_key.h"
@@ -33,6 +40,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <functional>
 #include <csignal>
@@ -130,59 +138,6 @@ std::vector<Difference> Losses(const MachineSnapshot& before) {
     return losses;
 }
 
-// Losses that the documented order of two steps makes when a cut falls between
-// them: no restore can tell afterwards that the second step is missing.
-struct DocumentedLoss {
-    const char* reason;
-    std::function<bool(const Difference&)> covers;
-};
-
-std::vector<DocumentedLoss> DocumentedLosses(const SixSimulatorMachine& machine) {
-    const std::wstring folder = machine.InstallShieldFolder();
-    const std::wstring backup = GetBackupPath(folder);
-    const std::wstring base = PathParent(folder);
-    // Registry items compare without regard to case.
-    const auto upper = [](std::wstring text) {
-        for (wchar_t& c : text)
-            c = c >= L'a' && c <= L'z' ? static_cast<wchar_t>(c - L'a' + L'A') : c;
-        return text;
-    };
-    const std::wstring uninstall = upper(L"\\" + std::wstring(SixSimulatorMachine::kUninstallKey) + L"\\");
-    return {
-        {"the add-on's InstallShield folder: RegistryBackup moves the Uninstall entry first and "
-         "its folder after it, RegistryRestore moves the entry back first and then restores the "
-         "folder with overwrite. Cut between the two on the way out, the folder never moved and "
-         "the restore removes it as a folder standing in the restored place; cut between them on "
-         "the way back, the folder stays under its backup name, since no moved entry names it any "
-         "more",
-         [=](const Difference& d) {
-             return d.item == folder || IsBelow(d.item, folder) || d.item == backup ||
-                    IsBelow(d.item, backup) || (d.item == base && d.kind == Difference::Removed);
-         }},
-        {"an Uninstall entry moved back: Rename makes the live key, copies the moved entry into "
-         "it and then deletes the moved one. Cut after the live key is made, the live key is newer "
-         "than the time recorded with the moved entry, so every later restore lets the live one "
-         "win and the moved entry stays in the program's key for good; cut before the copy, the "
-         "live entry stays empty",
-         [=](const Difference& d) {
-             const std::wstring item = upper(d.item);
-             const bool kept = item.find(L"\\SIMULATORS\\") != std::wstring::npos &&
-                               (item.find(L"\\UNINSTALL32\\") != std::wstring::npos ||
-                                item.find(L"\\UNINSTALL64\\") != std::wstring::npos);
-             const bool emptied = item.find(uninstall) != std::wstring::npos &&
-                                  item.find(L'|') != std::wstring::npos;
-             return (d.kind == Difference::Added && kept) || (d.kind == Difference::Removed && emptied);
-         }},
-        {"the value __LastModified: RegistryRestore moves the entry back first and deletes the "
-         "value after it, so a cut between the two leaves it in the restored entry",
-         [=](const Difference& d) {
-             const std::wstring item = upper(d.item);
-             return d.kind == Difference::Added && item.find(L"|__LASTMODIFIED") != std::wstring::npos &&
-                    item.find(uninstall) != std::wstring::npos;
-         }},
-    };
-}
-
 std::vector<std::string> changes;
 void Record(long, const char* what, const std::string& hostPath) {
     changes.push_back(std::string(what) + " " + hostPath);
@@ -199,8 +154,10 @@ std::vector<std::string> Count(bool activate) {
     return changes;
 }
 
-// Runs the switch in a child that dies at change `point`; true when it did.
-bool CutAt(bool activate, long point) {
+// Runs the switch in a child that dies at change `point` (cut) or has it fail;
+// true when the change was reached. A raising call ends the child as the handler
+// around the message loop ends the program: exit code 1.
+bool StopAt(bool activate, long point, bool cut) {
     platform::posix::CloseRegistryStore();
     std::fflush(nullptr);
     const pid_t child = fork();
@@ -210,42 +167,86 @@ bool CutAt(bool activate, long point) {
     }
     if (child == 0) {
         platform::posix::ResetChangeCount();
-        platform::posix::SetChangeCut(point);
-        Dialog dialog;
-        SwitchTarget(dialog, kTarget, activate);
-        std::_Exit(0);
+        (cut ? platform::posix::SetChangeCut : platform::posix::SetChangeFailure)(point);
+        int code = 0;
+        try {
+            Dialog dialog;
+            SwitchTarget(dialog, kTarget, activate);
+        } catch (const std::exception&) {
+            code = 1;
+        }
+        std::_Exit(platform::posix::ChangesCounted() >= point ? code : 3);
     }
     int status = 0;
     if (waitpid(child, &status, 0) != child)
         return false;
-    return WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
+    if (cut)
+        return WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
+    return WIFEXITED(status) && WEXITSTATUS(status) != 3;
+}
+
+struct Tally {
+    long points = 0;
+    long whole = 0;
+};
+
+// Recovers and compares; prints what a point that does not come back lost.
+void Judge(Tally& tally, const MachineSnapshot& before, const std::string& where) {
+    ++tally.points;
+    const std::wstring boxes = Recover();
+    const std::vector<Difference> losses = Losses(before);
+    if (losses.empty() && boxes.empty()) {
+        ++tally.whole;
+        return;
+    }
+    std::printf("%s does not come back:%s%s\n%s\n", where.c_str(), boxes.empty() ? "" : " boxes: ",
+                Narrow(boxes).c_str(), Narrow(Describe(losses)).c_str());
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    long every = 1;
+    std::string kind = "cut";
+    long every = 0;
+    long inner = 3;
     long part = 0;
     long parts = 1;
     char onlyDirection = 0;
     long only = 0;
+    long onlyInner = 0;
     bool list = false;
+    std::vector<std::string> firsts;
     for (int at = 1; at < argc; ++at) {
         const std::string option = argv[at];
         list = list || option == "--list";
         if (at + 1 == argc)
             break;
-        if (option == "--only" && std::sscanf(argv[at + 1], "%c:%ld", &onlyDirection, &only) != 2)
+        const char* value = argv[at + 1];
+        if (option == "--kind")
+            kind = value;
+        if (option == "--only" &&
+            std::sscanf(value, "%c:%ld/%ld", &onlyDirection, &only, &onlyInner) < 2)
             parts = 0;
+        if (option == "--first")
+            firsts.push_back(value);
         if (option == "--every")
-            every = std::max(1L, std::atol(argv[at + 1]));
-        if (option == "--part" && std::sscanf(argv[at + 1], "%ld/%ld", &part, &parts) != 2)
+            every = std::max(1L, std::atol(value));
+        if (option == "--inner")
+            inner = std::max(1L, std::atol(value));
+        if (option == "--part" && std::sscanf(value, "%ld/%ld", &part, &parts) != 2)
             parts = 0;
     }
     if (parts < 1 || part < 0 || part >= parts) {
         std::fprintf(stderr, "crash-sweep: --part wants I/J with 0 <= I < J\n");
         return 2;
     }
+    if (kind != "cut" && kind != "fail" && kind != "recover") {
+        std::fprintf(stderr, "crash-sweep: --kind is cut, fail or recover\n");
+        return 2;
+    }
+    if (every == 0)
+        every = kind == "recover" ? 10 : 1;
+    const char* figure = kind == "cut" ? "sweep" : kind == "fail" ? "errors" : "recovery";
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
     const auto started = std::chrono::steady_clock::now();
 
@@ -259,6 +260,7 @@ int main(int argc, char** argv) {
     const std::string live = base + "/live";
     const std::string inactive = base + "/inactive";
     const std::string active = base + "/active";
+    const std::string recovering = base + "/recovering";
     platform::posix::SetRoot(live);
 
     // The machine of the tests with one file where they have several of a kind:
@@ -288,73 +290,91 @@ int main(int argc, char** argv) {
         Run("rm -rf '" + base + "'");
         return 0;
     }
-    std::printf("sweep: activation makes %zu changes, deactivation %zu; every %ld-th point\n",
+    std::printf("%s: activation makes %zu changes, deactivation %zu; every %ld-th point\n", figure,
                 activation.size(), deactivation.size(), every);
 
-    const std::vector<DocumentedLoss> documented = DocumentedLosses(machine);
-    std::vector<long> documentedPoints(documented.size(), 0);
-    long points = 0;
-    long whole = 0;
-    long findings = 0;
+    // The points that --first names, by direction.
+    std::vector<long> chosen;
+    for (const std::string& first : firsts) {
+        const std::vector<std::string>& steps = first[0] == 'a' ? activation : deactivation;
+        std::size_t at = 0;
+        while (at < steps.size() && steps[at].find(first.substr(2)) == std::string::npos)
+            ++at;
+        if (first.size() < 3 || first[1] != ':' || at == steps.size()) {
+            std::printf("%s: no change matches %s\n", figure, first.c_str());
+            return 1;
+        }
+        chosen.push_back((first[0] == 'a' ? 1 : -1) * static_cast<long>(at + 1));
+    }
+    const auto taken = [&](bool activate, long point) {
+        if (only != 0)
+            return point == only && onlyDirection == (activate ? 'a' : 'd');
+        if (chosen.empty())
+            return (point - 1) % every == 0;
+        return std::find(chosen.begin(), chosen.end(), activate ? point : -point) != chosen.end();
+    };
+
+    Tally tally;
     long share = 0;
+    const auto mine = [&] { return share++ % parts == part; };
     for (const bool activate : {true, false}) {
+        if (kind == "recover" && !activate)
+            break;
         const std::vector<std::string>& steps = activate ? activation : deactivation;
-        for (long point = 1; point <= static_cast<long>(steps.size()); point += every) {
-            if (share++ % parts != part)
+        const char* direction = activate ? "activation" : "deactivation";
+        for (long point = 1; point <= static_cast<long>(steps.size()); ++point) {
+            if (!taken(activate, point))
                 continue;
-            if (only != 0 && (point != only || onlyDirection != (activate ? 'a' : 'd')))
-                continue;
-            ++points;
-            Reset(live, activate ? inactive : active);
-            const char* direction = activate ? "activation" : "deactivation";
-            const char* change = steps[static_cast<std::size_t>(point - 1)].c_str();
-            if (!CutAt(activate, point)) {
-                ++findings;
-                std::printf("%s point %ld (%s): the switch was not cut there\n", direction, point,
-                            change);
-                continue;
-            }
-            const std::wstring boxes = Recover();
-            const std::vector<Difference> losses = Losses(before);
-            if (losses.empty() && boxes.empty()) {
-                ++whole;
-                continue;
-            }
-            // Each loss by the documented kind that covers it, if one does.
-            std::vector<bool> kinds(documented.size(), false);
-            bool covered = boxes.empty();
-            for (const Difference& loss : losses) {
-                std::size_t kind = 0;
-                while (kind < documented.size() && !documented[kind].covers(loss))
-                    ++kind;
-                covered = covered && kind < documented.size();
-                if (kind < documented.size())
-                    kinds[kind] = true;
-            }
-            if (covered) {
-                std::printf("%s point %ld (%s): documented loss\n", direction, point, change);
-                for (std::size_t kind = 0; kind < documented.size(); ++kind) {
-                    documentedPoints[kind] += kinds[kind] ? 1 : 0;
-                    if (kinds[kind])
-                        std::printf("  (%zu) %s\n", kind + 1, documented[kind].reason);
+            const std::string change = steps[static_cast<std::size_t>(point - 1)];
+            const std::string where =
+                std::string(direction) + " point " + std::to_string(point) + " (" + change + ")";
+            if (kind != "recover") {
+                if (!mine())
+                    continue;
+                Reset(live, activate ? inactive : active);
+                if (!StopAt(activate, point, kind == "cut")) {
+                    ++tally.points;
+                    std::printf("%s: the switch was not stopped there\n", where.c_str());
+                    continue;
                 }
-                std::printf("%s\n", Narrow(Describe(losses)).c_str());
+                Judge(tally, before, where);
                 continue;
             }
-            ++findings;
-            std::printf("%s point %ld (%s) does not come back:%s%s\n%s\n", direction, point, change,
-                        boxes.empty() ? "" : " boxes: ", Narrow(boxes).c_str(),
-                        Narrow(Describe(losses)).c_str());
+            // The activation cut at this point; the user activates again, and the
+            // deactivation after it is cut at each of its own points in turn.
+            Reset(live, inactive);
+            if (!StopAt(true, point, true)) {
+                ++tally.points;
+                std::printf("%s: the switch was not stopped there\n", where.c_str());
+                continue;
+            }
+            {
+                Dialog dialog;
+                SwitchTarget(dialog, kTarget, true);
+            }
+            Keep(live, recovering);
+            const std::vector<std::string> again = Count(false);
+            for (long second = 1; second <= static_cast<long>(again.size()); second += inner) {
+                if ((onlyInner != 0 && second != onlyInner) || !mine())
+                    continue;
+                const std::string twice = where + ", its deactivation's point " +
+                                          std::to_string(second) + " (" +
+                                          again[static_cast<std::size_t>(second - 1)] + ")";
+                Reset(live, recovering);
+                if (!StopAt(false, second, true)) {
+                    ++tally.points;
+                    std::printf("%s: the switch was not stopped there\n", twice.c_str());
+                    continue;
+                }
+                Judge(tally, before, twice);
+            }
         }
     }
     platform::posix::CloseRegistryStore();
     Run("rm -rf '" + base + "'");
     const double seconds =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
-    std::printf("sweep: %.0f s\n", seconds);
-    for (std::size_t at = 0; at < documented.size(); ++at)
-        std::printf("sweep: documented loss (%zu) at %ld points\n", at + 1, documentedPoints[at]);
-    std::printf("sweep: findings=%ld\n", findings);
-    std::printf("sweep: points=%ld whole=%ld\n", points, whole);
-    return findings == 0 ? 0 : 1;
+    std::printf("%s: %.0f s\n", figure, seconds);
+    std::printf("%s: points=%ld whole=%ld\n", figure, tally.points, tally.whole);
+    return tally.points == tally.whole ? 0 : 1;
 }
