@@ -16,6 +16,8 @@ cd "$(dirname "$0")/.."
 cmake -S . -B build/sweep -G Ninja -DCMAKE_BUILD_TYPE=Release -DFERRYMARK_SANITIZE=OFF >/dev/null
 cmake --build build/sweep --target crash_sweep >/dev/null
 jobs=${SWEEP_JOBS:-2}
+# Every point copies the machine twice: in memory where the machine has it.
+[ -z "${TMPDIR:-}" ] && [ -d /dev/shm ] && [ -w /dev/shm ] && export TMPDIR=/dev/shm
 out=$(mktemp -d)
 trap 'rm -rf "$out"' EXIT
 start=$SECONDS

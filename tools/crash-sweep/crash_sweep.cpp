@@ -250,8 +250,12 @@ int main(int argc, char** argv) {
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
     const auto started = std::chrono::steady_clock::now();
 
-    char pattern[] = "/tmp/ferrymark-sweep-XXXXXX";
-    if (mkdtemp(pattern) == nullptr) {
+    // Each point copies the whole machine twice: a folder in memory (TMPDIR) makes
+    // a sweep several times faster than one on disk.
+    const char* temporary = std::getenv("TMPDIR");
+    std::string pattern = std::string(temporary != nullptr && *temporary != '\0' ? temporary : "/tmp") +
+                          "/ferrymark-sweep-XXXXXX";
+    if (mkdtemp(&pattern[0]) == nullptr) {
         std::perror("mkdtemp");
         return 2;
     }
