@@ -22,7 +22,8 @@ DataFolderAccess PrepareDataFolder(const std::wstring& dataFolder) {
 
 void LogDataFolderAccess(const std::wstring& dataFolder, const DataFolderAccess& access) {
     if (access.outcome == DataFolderAccess::Tightened)
-        Logger::Write(Logger::InfoLevel, L"Data folder restricted to administrators: " + dataFolder);
+        Logger::Write(Logger::InfoLevel,
+                      L"Data folder restricted to administrators: " + dataFolder);
     else if (access.outcome == DataFolderAccess::Failed)
         Logger::Write(Logger::WarnLevel, L"Failed to restrict the data folder to administrators: " +
                                              dataFolder + L", reason: " + access.reason);

@@ -11,8 +11,7 @@ namespace {
 // Protected (P): nothing comes from the folder above. Full control (FA) for SYSTEM
 // and Administrators, read and execute (0x1200a9) for Users, each inherited by
 // files (OI) and folders (CI) below.
-const wchar_t kAdministratorsOnly[] =
-    L"D:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;0x1200a9;;;BU)";
+const wchar_t kAdministratorsOnly[] = L"D:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;0x1200a9;;;BU)";
 
 // A security descriptor that LocalFree releases.
 struct LocalDescriptor {

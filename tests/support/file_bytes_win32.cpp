@@ -1,5 +1,10 @@
 #include "support/file_bytes.h"
 
+#include <windows.h>
+
+#include <aclapi.h>
+#include <sddl.h>
+
 #include <cstdio>
 
 std::string ReadAll(const std::wstring& path) {
@@ -21,4 +26,35 @@ bool WriteAll(const std::wstring& path, const std::string& bytes) {
         return false;
     const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
     return std::fclose(file) == 0 && written;
+}
+
+std::wstring FolderAccessList(const std::wstring& folder) {
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    if (GetNamedSecurityInfoW(folder.c_str(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr,
+                              nullptr, nullptr, nullptr, &descriptor) != ERROR_SUCCESS)
+        return {};
+    wchar_t* text = nullptr;
+    std::wstring sddl;
+    if (ConvertSecurityDescriptorToStringSecurityDescriptorW(descriptor, SDDL_REVISION_1,
+                                                             DACL_SECURITY_INFORMATION, &text, nullptr))
+        sddl = text;
+    LocalFree(text);
+    LocalFree(descriptor);
+    return sddl;
+}
+
+bool SetFolderAccessList(const std::wstring& folder, const std::wstring& sddl) {
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(sddl.c_str(), SDDL_REVISION_1,
+                                                              &descriptor, nullptr))
+        return false;
+    BOOL present = FALSE, defaulted = FALSE;
+    PACL list = nullptr;
+    GetSecurityDescriptorDacl(descriptor, &present, &list, &defaulted);
+    const DWORD error = SetNamedSecurityInfoW(
+        const_cast<wchar_t*>(folder.c_str()), SE_FILE_OBJECT,
+        DACL_SECURITY_INFORMATION | UNPROTECTED_DACL_SECURITY_INFORMATION, nullptr, nullptr, list,
+        nullptr);
+    LocalFree(descriptor);
+    return error == ERROR_SUCCESS;
 }
