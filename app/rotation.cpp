@@ -34,10 +34,12 @@ bool RotateNumbered(std::wstring folder, std::wstring stem, std::wstring extensi
         const std::wstring from = source(n);
         if (!platform::Exists(from))
             continue;
-        const platform::SystemError failure =
-            n != limit                ? platform::MoveItem(from, destination(n))
-            : platform::IsFolder(from) ? platform::RemoveTree(from)
-                                       : platform::RemoveItem(from);
+        platform::SystemError failure;
+        if (n != limit)
+            failure = platform::MoveItem(from, destination(n));
+        else
+            failure =
+                platform::IsFolder(from) ? platform::RemoveTree(from) : platform::RemoveItem(from);
         if (failure.Failed())
             return fail(n, failure.text);
     }

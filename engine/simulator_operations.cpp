@@ -33,10 +33,11 @@ bool GenericSimulator::Backup(std::wstring backupRoot) {
                 continue;
             const std::wstring destination =
                 PathJoin(PathJoin(backupRoot, title), GetFolderName(slot));
-            const platform::SystemError made =
-                RefuseLinkOnTheWay(base, destination) ? LinkRefusal()
-                : platform::Exists(destination)       ? platform::SystemError{}
-                                                      : platform::CreateFolders(destination);
+            platform::SystemError made;
+            if (RefuseLinkOnTheWay(base, destination))
+                made = LinkRefusal();
+            else if (!platform::Exists(destination))
+                made = platform::CreateFolders(destination);
             if (made.Failed()) {
                 Logger::Write(Logger::ErrorLevel, L"Failed to create folder " + destination +
                                                       L", reason: " + made.text);

@@ -4,6 +4,11 @@
 #include "app/rotation.h"
 #include "common/switch_fixture.h"
 #include "platform/fs.h"
+#include "support/other_process.h"
+
+#ifdef _WIN32
+#include "support/file_bytes.h"
+#endif
 
 #include <gtest/gtest.h>
 
@@ -24,25 +29,21 @@ TEST_F(SwitchTest, NothingIsWrittenMovedOrRemovedThroughAPlantedLink) {
     MakeFolder(outside);
     WriteFile(outside + L"\\kept.txt", "kept");
     enum Run { StartUp, Switch, Backup };
-    const std::string reason = ", reason: the path leads through a link";
+    const std::string d = Narrow(kData), reason = ", reason: the path leads through a link";
     const struct {
         std::wstring planted;
         Run run;
         std::string refused; // the failure line of the step refused
     } cases[] = {
         {L"log.txt", StartUp,
-         "ERROR Failed to move " + Narrow(kData) + "\\log.txt -> " + Narrow(kData) + "\\log1.txt" +
-             reason},
+         "ERROR Failed to move " + d + "\\log.txt -> " + d + "\\log1.txt" + reason},
         {L"backup", Switch,
-         "ERROR Failed to move " + Narrow(kData) + "\\backup -> " + Narrow(kData) + "\\backup1" +
-             reason},
-        {L"backup9", Switch, "ERROR Failed to delete " + Narrow(kData) + "\\backup9" + reason},
+         "ERROR Failed to move " + d + "\\backup -> " + d + "\\backup1" + reason},
+        {L"backup9", Switch, "ERROR Failed to delete " + d + "\\backup9" + reason},
         {L"backup\\Prepar3D v4", Backup,
-         "ERROR Failed to create folder " + Narrow(kData) + "\\backup\\Prepar3D v4\\ProgramData" +
-             reason},
+         "ERROR Failed to create folder " + d + "\\backup\\Prepar3D v4\\ProgramData" + reason},
         {L"backup\\Prepar3D v4\\ProgramData", Backup,
-         "ERROR Failed to create folder " + Narrow(kData) + "\\backup\\Prepar3D v4\\ProgramData" +
-             reason},
+         "ERROR Failed to create folder " + d + "\\backup\\Prepar3D v4\\ProgramData" + reason},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(Narrow(c.planted));
@@ -85,7 +86,7 @@ TEST_F(SwitchTest, NothingIsWrittenMovedOrRemovedThroughAPlantedLink) {
 
 TEST_F(DataFolderTest, AFolderIsMadeOrTightenedOnceForAdministratorsOnly) {
 #ifdef _WIN32
-    const std::wstring wanted = L"D:PAI(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;0x1200a9;;;BU)";
+    const std::wstring wanted = AdministratorsOnlyList();
 #else
     const std::wstring wanted = L"0755"; // the POSIX stand-in: only the owner changes it
 #endif
@@ -95,7 +96,11 @@ TEST_F(DataFolderTest, AFolderIsMadeOrTightenedOnceForAdministratorsOnly) {
     ASSERT_NE(AccessList(loose), wanted);
     EXPECT_EQ(PrepareDataFolder(made).outcome, DataFolderAccess::AsWanted);
     EXPECT_EQ(PrepareDataFolder(loose).outcome, DataFolderAccess::Tightened);
-    EXPECT_EQ(PrepareDataFolder(loose).outcome, DataFolderAccess::AsWanted) << "tightened once";
     EXPECT_EQ(AccessList(made), wanted);
     EXPECT_EQ(AccessList(loose), wanted);
+    if (other_process::RunningUnderWine())
+        GTEST_SKIP() << "Wine keeps no access list, only the Unix mode bits, and never reads back "
+                        "the protected list: that a tightened folder is left alone afterwards "
+                        "is checked on Windows and natively";
+    EXPECT_EQ(PrepareDataFolder(loose).outcome, DataFolderAccess::AsWanted) << "tightened once";
 }

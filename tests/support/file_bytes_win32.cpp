@@ -35,8 +35,8 @@ std::wstring FolderAccessList(const std::wstring& folder) {
         return {};
     wchar_t* text = nullptr;
     std::wstring sddl;
-    if (ConvertSecurityDescriptorToStringSecurityDescriptorW(descriptor, SDDL_REVISION_1,
-                                                             DACL_SECURITY_INFORMATION, &text, nullptr))
+    if (ConvertSecurityDescriptorToStringSecurityDescriptorW(
+            descriptor, SDDL_REVISION_1, DACL_SECURITY_INFORMATION, &text, nullptr))
         sddl = text;
     LocalFree(text);
     LocalFree(descriptor);
@@ -51,10 +51,16 @@ bool SetFolderAccessList(const std::wstring& folder, const std::wstring& sddl) {
     BOOL present = FALSE, defaulted = FALSE;
     PACL list = nullptr;
     GetSecurityDescriptorDacl(descriptor, &present, &list, &defaulted);
-    const DWORD error = SetNamedSecurityInfoW(
-        const_cast<wchar_t*>(folder.c_str()), SE_FILE_OBJECT,
-        DACL_SECURITY_INFORMATION | UNPROTECTED_DACL_SECURITY_INFORMATION, nullptr, nullptr, list,
-        nullptr);
+    const DWORD error =
+        SetNamedSecurityInfoW(const_cast<wchar_t*>(folder.c_str()), SE_FILE_OBJECT,
+                              DACL_SECURITY_INFORMATION | UNPROTECTED_DACL_SECURITY_INFORMATION,
+                              nullptr, nullptr, list, nullptr);
     LocalFree(descriptor);
     return error == ERROR_SUCCESS;
+}
+
+std::wstring AdministratorsOnlyList() {
+    if (GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr)
+        return L"D:(A;OICI;FA;;;SY)(A;OICI;FA;;;S-1-5-21-0-0-0-1000)(A;OICI;0x1200a9;;;WD)";
+    return L"D:PAI(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;0x1200a9;;;BU)";
 }
