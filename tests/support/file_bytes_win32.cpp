@@ -45,18 +45,11 @@ std::wstring FolderAccessList(const std::wstring& folder) {
 
 bool SetFolderAccessList(const std::wstring& folder, const std::wstring& sddl) {
     PSECURITY_DESCRIPTOR descriptor = nullptr;
-    if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(sddl.c_str(), SDDL_REVISION_1,
-                                                              &descriptor, nullptr))
-        return false;
-    BOOL present = FALSE, defaulted = FALSE;
-    PACL list = nullptr;
-    GetSecurityDescriptorDacl(descriptor, &present, &list, &defaulted);
-    const DWORD error =
-        SetNamedSecurityInfoW(const_cast<wchar_t*>(folder.c_str()), SE_FILE_OBJECT,
-                              DACL_SECURITY_INFORMATION | UNPROTECTED_DACL_SECURITY_INFORMATION,
-                              nullptr, nullptr, list, nullptr);
+    const bool set = ConvertStringSecurityDescriptorToSecurityDescriptorW(
+                         sddl.c_str(), SDDL_REVISION_1, &descriptor, nullptr) &&
+                     SetFileSecurityW(folder.c_str(), DACL_SECURITY_INFORMATION, descriptor);
     LocalFree(descriptor);
-    return error == ERROR_SUCCESS;
+    return set;
 }
 
 std::wstring AdministratorsOnlyList() {
