@@ -94,7 +94,20 @@ void Logger::ApplyLevel(const std::wstring& levelName) {
     }
 }
 
+void Logger::LoseFile() {
+    Instance().Lose();
+}
+
 void Logger::Open(const std::wstring& path) {
+    Lose();
+    clear();
+    platform::OpenStream(*this, path,
+                         std::ios_base::out | std::ios_base::app | std::ios_base::binary);
+    // A failed open leaves the stream failed, and every later line goes to
+    // standard output.
+}
+
+void Logger::Lose() {
     if (is_open()) {
         // A line that the narrow conversion refused stays in the buffer and is
         // refused again as the file closes; the file is closed all the same, and
@@ -104,9 +117,5 @@ void Logger::Open(const std::wstring& path) {
         } catch (const std::ios_base::failure&) {
         }
     }
-    clear();
-    platform::OpenStream(*this, path,
-                         std::ios_base::out | std::ios_base::app | std::ios_base::binary);
-    // A failed open leaves the stream failed, and every later line goes to
-    // standard output.
+    setstate(std::ios_base::failbit);
 }

@@ -44,12 +44,16 @@ public:
     static void SetLevel(const std::wstring& levelName);
     // Opens the process-wide log file for appending; an open file is closed first.
     static void OpenFile(const std::wstring& path);
+    // Closes the process-wide log file, if one is open, and leaves the log without
+    // one, as a failed open does: later lines go to standard output.
+    static void LoseFile();
 
     // The same three operations on this object's own stream and settings. The
     // static forms call them on Instance(); tests use private sinks.
     void WriteRecord(int recordLevel, const std::wstring& text);
     void ApplyLevel(const std::wstring& levelName);
     void Open(const std::wstring& path);
+    void Lose();
 
     void SetClock(Clock newClock) { clock = newClock; }
     int Threshold() const { return level; }

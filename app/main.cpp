@@ -1,7 +1,7 @@
 // The entry function: brings the machine-wide pieces up in a fixed order, runs the
 // one message loop and takes the pieces down again.
 #include "app/constants.h"
-#include "app/file_system.h"
+#include "app/data_folder.h"
 #include "app/logger.h"
 #include "app/machine.h"
 #include "app/paths.h"
@@ -58,10 +58,10 @@ int WINAPI wWinMain(HINSTANCE, HINSTANCE, PWSTR, int) {
     // 3. Settings; a key that could not be opened yields all defaults.
     RegistryKey settings(RegistryHive::LocalMachine, kSettingsKey, false);
 
-    // 4. Data folder.
+    // 4. Data folder, made or tightened so that only administrators can change
+    // it; what was done is logged once the log is open.
     const std::wstring dataFolder = GetDataFolder();
-    if (!platform::Exists(dataFolder))
-        CreateFoldersOrRaise(dataFolder);
+    const DataFolderAccess access = PrepareDataFolder(dataFolder);
 
     // 5. Older logs move up one number before the new one is opened.
     RotateNumbered(dataFolder, L"log", L".txt",
@@ -71,7 +71,7 @@ int WINAPI wWinMain(HINSTANCE, HINSTANCE, PWSTR, int) {
     Logger log;
     log.SetName(L"APP");
     const std::wstring logPath = PathJoin(dataFolder, kLogFileName);
-    Logger::OpenFile(logPath);
+    OpenLogBelow(dataFolder, logPath);
     Logger::SetLevel(settings.ReadString(L"LogLevel", L"Info"));
 
     // 7. What runs where.
@@ -81,6 +81,7 @@ int WINAPI wWinMain(HINSTANCE, HINSTANCE, PWSTR, int) {
     log.Info(FormatWide(L"%s version %i.%i.%i.%i running on %s build %s", kProductTitle,
                         kVersion[0], kVersion[1], kVersion[2], kVersion[3], productName.c_str(),
                         releaseId.c_str()));
+    LogDataFolderAccess(dataFolder, access);
 
     // 8. An old install must be removed first. The key is created when missing and
     // stays behind empty; that is accepted.

@@ -1,5 +1,6 @@
 #include "app/rotation.h"
 
+#include "app/link_check.h"
 #include "app/logger.h"
 #include "app/paths.h"
 #include "app/text.h"
@@ -10,31 +11,37 @@ bool RotateNumbered(std::wstring folder, std::wstring stem, std::wstring extensi
     const auto numbered = [&](std::int32_t number) {
         return FormatWide(L"%s%i%s", stem.c_str(), static_cast<int>(number), extension.c_str());
     };
+    const auto source = [&](std::int32_t n) {
+        return PathJoin(folder, n == 1 ? stem + extension : numbered(n - 1));
+    };
+    const auto destination = [&](std::int32_t n) { return PathJoin(folder, numbered(n)); };
+    // The first pass removes, every other one moves.
+    const auto fail = [&](std::int32_t n, const std::wstring& reason) {
+        Logger::Write(Logger::ErrorLevel, L"",
+                      n == limit ? L"Failed to delete " + source(n) + L", reason: " + reason
+                                 : L"Failed to move " + source(n) + L" -> " + destination(n) +
+                                       L", reason: " + reason);
+        return false;
+    };
+    // Nothing is moved or removed through a link: one at the folder or at any name
+    // that a pass handles stops the rotation before its first change.
+    for (std::int32_t n = limit; n >= 1; --n)
+        if (RefuseLinkOnTheWay(folder, source(n)))
+            return fail(n, kLinkInTheWay);
     // From the highest number down: the first pass drops the oldest item, each
     // later pass moves an item into the name the pass before has just freed.
     for (std::int32_t n = limit; n >= 1; --n) {
-        const std::wstring source = PathJoin(folder, n == 1 ? stem + extension : numbered(n - 1));
-        const std::wstring destination = PathJoin(folder, numbered(n));
-        if (!platform::Exists(source))
+        const std::wstring from = source(n);
+        if (!platform::Exists(from))
             continue;
-        if (n == limit) {
-            const platform::SystemError failure = platform::IsFolder(source)
-                                                      ? platform::RemoveTree(source)
-                                                      : platform::RemoveItem(source);
-            if (failure.Failed()) {
-                Logger::Write(Logger::ErrorLevel, L"",
-                              L"Failed to delete " + source + L", reason: " + failure.text);
-                return false;
-            }
-            continue;
-        }
-        const platform::SystemError failure = platform::MoveItem(source, destination);
-        if (failure.Failed()) {
-            Logger::Write(Logger::ErrorLevel, L"",
-                          L"Failed to move " + source + L" -> " + destination + L", reason: " +
-                              failure.text);
-            return false;
-        }
+        platform::SystemError failure;
+        if (n != limit)
+            failure = platform::MoveItem(from, destination(n));
+        else
+            failure =
+                platform::IsFolder(from) ? platform::RemoveTree(from) : platform::RemoveItem(from);
+        if (failure.Failed())
+            return fail(n, failure.text);
     }
     return true;
 }

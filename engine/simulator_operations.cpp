@@ -2,6 +2,7 @@
 #include "simulators/generic_simulator.h"
 
 #include "app/constants.h"
+#include "app/link_check.h"
 #include "app/machine_queries.h"
 #include "app/paths.h"
 #include "app/text.h"
@@ -19,6 +20,9 @@ std::wstring GenericSimulator::UninstallBackupKey(bool wow32) const {
 
 bool GenericSimulator::Backup(std::wstring backupRoot) {
     Logger::Write(Logger::InfoLevel, L"--- " + title + L" backup start ---");
+    // The tree stands in the backup base folder; nothing below that is written
+    // through a link.
+    const std::wstring base = PathParent(backupRoot);
     for (const auto& [slot, patterns] : backupPatterns) {
         const std::wstring source = GetFolder(slot);
         if (!platform::Exists(source))
@@ -29,19 +33,23 @@ bool GenericSimulator::Backup(std::wstring backupRoot) {
                 continue;
             const std::wstring destination =
                 PathJoin(PathJoin(backupRoot, title), GetFolderName(slot));
-            if (!platform::Exists(destination)) {
-                const platform::SystemError failure = platform::CreateFolders(destination);
-                if (failure.Failed()) {
-                    Logger::Write(Logger::ErrorLevel, L"Failed to create folder " + destination +
-                                                          L", reason: " + failure.text);
-                    continue;
-                }
+            platform::SystemError made;
+            if (RefuseLinkOnTheWay(base, destination))
+                made = LinkRefusal();
+            else if (!platform::Exists(destination))
+                made = platform::CreateFolders(destination);
+            if (made.Failed()) {
+                Logger::Write(Logger::ErrorLevel, L"Failed to create folder " + destination +
+                                                      L", reason: " + made.text);
+                continue;
             }
             for (const std::wstring& match : matches) {
                 const std::wstring copy = PathJoin(destination, PathLastComponent(match));
                 Logger::Write(Logger::Trace, L"Copying " + match + L" -> " + copy);
                 // A copy that is already there is an error and stays as it is.
-                const platform::SystemError failure = platform::CopyFileTo(match, copy, false);
+                const platform::SystemError failure =
+                    RefuseLinkOnTheWay(base, copy) ? LinkRefusal()
+                                                   : platform::CopyFileTo(match, copy, false);
                 if (failure.Failed())
                     Logger::Write(Logger::ErrorLevel, L"Failed to copy file folder " + match +
                                                           L", reason: " + failure.text);

@@ -30,6 +30,18 @@ bool IsFolder(const std::wstring& path);
 // True when the path itself is a symbolic link, whatever it points to.
 bool IsSymbolicLink(const std::wstring& path);
 
+// True when the path itself is a link of any kind: a symbolic link, a junction or
+// any other reparse point, whatever it points to. It is never followed; nothing
+// there is false.
+bool IsReparsePoint(const std::wstring& path);
+
+// The access list that keeps a folder to administrators: full control for SYSTEM
+// and Administrators, read and execute for Users, inherited by every file and
+// folder below, and nothing inherited from the folder above.
+SystemError RestrictToAdministrators(const std::wstring& folder);
+// True when the folder has exactly that access list already.
+bool IsRestrictedToAdministrators(const std::wstring& folder);
+
 // Removes one file, empty folder or link (never what a link points to).
 SystemError RemoveItem(const std::wstring& path);
 

@@ -153,6 +153,27 @@ bool IsSymbolicLink(const std::wstring& path) {
     Raise("is_symlink", path, errno);
 }
 
+bool IsReparsePoint(const std::wstring& path) {
+    // POSIX knows one kind of link: the symbolic link.
+    return IsSymbolicLink(path);
+}
+
+// The stand-in for the access list: the owner may change the folder, everyone
+// else may only read and enter it (0755). Files and folders made below it get
+// the same through the umask; nothing enforces that they keep it.
+SystemError RestrictToAdministrators(const std::wstring& folder) {
+    const std::string host = posix::HostPath(folder);
+    posix::CountChange("access", host);
+    if (chmod(host.c_str(), 0755) != 0)
+        return FromErrno(errno);
+    return {};
+}
+
+bool IsRestrictedToAdministrators(const std::wstring& folder) {
+    struct stat info {};
+    return stat(posix::HostPath(folder).c_str(), &info) == 0 && (info.st_mode & 07777) == 0755;
+}
+
 SystemError RemoveItem(const std::wstring& path) {
     const std::string host = posix::HostPath(path);
     struct stat info {};

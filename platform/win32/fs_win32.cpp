@@ -117,6 +117,18 @@ bool IsSymbolicLink(const std::wstring& path) {
            found.dwReserved0 == IO_REPARSE_TAG_SYMLINK;
 }
 
+bool IsReparsePoint(const std::wstring& path) {
+    // The attributes of the name itself: a link, a junction or a mount point is
+    // not looked through.
+    const DWORD attributes = GetFileAttributesW(path.c_str());
+    if (attributes != INVALID_FILE_ATTRIBUTES)
+        return (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+    const DWORD error = GetLastError();
+    if (IsAbsent(error))
+        return false;
+    Raise("is_reparse_point", path, error);
+}
+
 SystemError RemoveItem(const std::wstring& path) {
     const DWORD attributes = GetFileAttributesW(path.c_str());
     if (attributes == INVALID_FILE_ATTRIBUTES)

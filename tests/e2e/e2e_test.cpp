@@ -131,6 +131,9 @@ TEST_F(ProgramTest, StartsLogsEndsThreeWaysAndRefusesASecondStart) {
     EXPECT_EQ(CountMatching(lines, "^.{19}   WARN    WinSparkle\\.dll"), 1) << "said once, at WARN";
     EXPECT_EQ(CountMatching(lines, "   INFO    Appcast URL https://"), 1);
     EXPECT_EQ(LastEntry(), kShutdown);
+    // The data folder made now is the administrators' from the start.
+    EXPECT_EQ(CountMatching(lines, "restrict"), 0);
+    EXPECT_EQ(FolderAccessList(dataFolder), AdministratorsOnlyList());
 
     // Without ReleaseId, as on older Windows, the line ends in N/A. Once the first
     // run has ended the name is free again; the close box and File, Exit end it too.
@@ -168,6 +171,8 @@ TEST_F(ProgramTest, AnOldInstallStopsTheStart) {
 TEST_F(ProgramTest, LogsRotateWithLogLimitAndTheUpdateFrameworkIsCalledInOrder) {
     CreateDirectoryW(L"C:\\ProgramData\\Kestrane", nullptr);
     CreateDirectoryW(dataFolder.c_str(), nullptr);
+    // An earlier version's data folder, which every user may change.
+    ASSERT_TRUE(SetFolderAccessList(dataFolder, L"D:(A;OICI;FA;;;WD)"));
     WriteAll(dataFolder + L"\\log.txt", "run three\r\n");
     WriteAll(dataFolder + L"\\log1.txt", "run two\r\n");
     WriteAll(dataFolder + L"\\log2.txt", "run one\r\n");
@@ -182,6 +187,9 @@ TEST_F(ProgramTest, LogsRotateWithLogLimitAndTheUpdateFrameworkIsCalledInOrder) 
     EXPECT_EQ(Data(L"log2.txt"), "run two\r\n");
     EXPECT_EQ(Data(L"log3.txt"), "from a higher limit\r\n");
     EXPECT_TRUE(std::regex_match(Log().at(0), std::regex(kStartLine + ".+"))) << Data();
+    EXPECT_EQ(Log().at(1).erase(0, 19), "   INFO    Data folder restricted to administrators: "
+                                        "C:\\ProgramData\\Kestrane\\Ferrymark");
+    EXPECT_EQ(FolderAccessList(dataFolder), AdministratorsOnlyList());
     // The calls end with the clean-up of a normal exit; no window exists at init.
     EXPECT_EQ(Lines(ReadAll(installFolder + L"\\winsparkle-calls.txt"), "\n"),
               (std::vector<std::string>{

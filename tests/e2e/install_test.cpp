@@ -193,6 +193,7 @@ TEST_F(InstallerTest, InstallsSilentlyRunsFromItsShortcutAndUninstallsSilently) 
     const std::string log = ReadAll(GetDataFolder() + L"\\log.txt");
     EXPECT_NE(log.find("INFO    Ferrymark version " + version), std::string::npos) << log;
     EXPECT_EQ(log.find("User manual is missing."), std::string::npos) << log;
+    EXPECT_EQ(FolderAccessList(GetDataFolder()), AdministratorsOnlyList());
 
     // The uninstall takes away what the install brought, and leaves the data folder
     // with its log and the settings key that the program wrote.

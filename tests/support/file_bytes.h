@@ -1,4 +1,5 @@
-// Whole files as bytes, for the Windows-side tests and their driver.
+// Whole files as bytes, and folders' access lists, for the Windows-side tests and
+// their driver.
 #pragma once
 
 #include <string>
@@ -7,3 +8,11 @@
 std::string ReadAll(const std::wstring& path);
 // False when the file cannot be written.
 bool WriteAll(const std::wstring& path, const std::string& bytes);
+
+// A folder's access list (its DACL) as SDDL text, or nothing when it cannot be read;
+// and a new one, given as SDDL.
+std::wstring FolderAccessList(const std::wstring& folder);
+bool SetFolderAccessList(const std::wstring& folder, const std::wstring& sddl);
+// A folder kept for administrators as FolderAccessList reads it: under Wine, which
+// keeps only the Unix mode bits, the list made from them (everyone else may read).
+std::wstring AdministratorsOnlyList();

@@ -21,6 +21,10 @@ public:
     // The read-only attribute of a file (on POSIX: no write permission at all).
     static void SetReadOnly(const std::wstring& path, bool readOnly);
     static bool IsReadOnly(const std::wstring& path);
+    // A folder's access list: its DACL as SDDL on Windows, its mode bits in octal on
+    // POSIX; and one that lets everyone change the folder.
+    static std::wstring AccessList(const std::wstring& folder);
+    static void OpenToEveryone(const std::wstring& folder);
     static std::string Narrow(const std::wstring& text) { return {text.begin(), text.end()}; }
     // An RCDATA resource of the test program's own image.
     static std::string Embedded(std::uint32_t id);

@@ -4,6 +4,7 @@
 #include "platform/posix/host.h"
 
 #include <cstdlib>
+#include <cwchar>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
@@ -47,4 +48,17 @@ void SandboxTest::SetReadOnly(const std::wstring& path, bool readOnly) {
 bool SandboxTest::IsReadOnly(const std::wstring& path) {
     struct stat info {};
     return stat(platform::posix::HostPath(path).c_str(), &info) == 0 && (info.st_mode & 0222) == 0;
+}
+
+std::wstring SandboxTest::AccessList(const std::wstring& folder) {
+    struct stat info {};
+    stat(platform::posix::HostPath(folder).c_str(), &info);
+    wchar_t mode[8];
+    std::swprintf(mode, 8, L"%04o", static_cast<unsigned>(info.st_mode & 07777));
+    return mode;
+}
+
+void SandboxTest::OpenToEveryone(const std::wstring& folder) {
+    if (chmod(platform::posix::HostPath(folder).c_str(), 0777) != 0)
+        throw std::runtime_error("cannot open a folder to everyone");
 }

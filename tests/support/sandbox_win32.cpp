@@ -46,3 +46,12 @@ bool SandboxTest::IsReadOnly(const std::wstring& path) {
     const DWORD attributes = GetFileAttributesW(path.c_str());
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0;
 }
+
+std::wstring SandboxTest::AccessList(const std::wstring& folder) {
+    return FolderAccessList(folder);
+}
+
+void SandboxTest::OpenToEveryone(const std::wstring& folder) {
+    if (!SetFolderAccessList(folder, L"D:(A;OICI;FA;;;WD)"))
+        throw std::runtime_error("cannot open a folder to everyone");
+}
