@@ -1,5 +1,6 @@
 #include "engine/registry_backup.h"
 
+#include "app/constants.h"
 #include "app/logger.h"
 #include "app/machine.h"
 #include "app/paths.h"
@@ -22,67 +23,25 @@ std::wstring InstallShieldBase() {
     return PathJoin(GetKnownFolder(KnownFolder::ProgramFilesX86), kInstallShieldFolder);
 }
 
-// The same values (names without regard to case, types and bytes) and the same
-// subkeys, all the way down.
-bool SameTree(const RegistryKey& first, const RegistryKey& second) {
-    const std::vector<RegistryValue> values = first.Values();
-    const std::vector<RegistryValue> others = second.Values();
-    if (values.size() != others.size())
+// An entry parked while its live namesake stands is weighed by its time alone,
+// and the live one wins. But a move back that stopped after making the live key
+// leaves it empty, or a copy that still holds the parked entry's "__LastModified"
+// (a value only these moves write): then the parked entry is the real one and is
+// moved back now.
+bool MoveBackWasCut(const std::wstring& name, const RegistryKey& entry, const RegistryKey& live) {
+    const std::wstring recorded = entry.ReadString(kLastModified, L"");
+    if (!live.IsEmpty() &&
+        (recorded.empty() || live.ReadString(kLastModified, L"") != recorded))
         return false;
-    for (const RegistryValue& value : values) {
-        const auto same = std::find_if(others.begin(), others.end(), [&](const RegistryValue& other) {
-            return EqualsIgnoringCase(value.name, other.name) && value.type == other.type &&
-                   value.data == other.data;
-        });
-        if (same == others.end())
-            return false;
-    }
-    const std::vector<std::wstring> names = first.SubKeys();
-    if (names.size() != second.SubKeys().size())
-        return false;
-    for (const std::wstring& name : names) {
-        if (!RegistryKey::Exists(second.Hive(), second.Path() + L"\\" + name, second.Wow32()) ||
-            !SameTree(RegistryKey(first.Hive(), first.Path() + L"\\" + name, first.Wow32()),
-                      RegistryKey(second.Hive(), second.Path() + L"\\" + name, second.Wow32())))
-            return false;
-    }
+    Logger::Write(Logger::InfoLevel, L"Completing interrupted restore of key " + name);
     return true;
 }
 
-void RemoveParkedKey(RegistryHive backupHive, const std::wstring& backupPath,
-                     const std::wstring& name, const std::wstring& why) {
-    Logger::Write(Logger::InfoLevel, why + backupPath + L"\\" + name);
-    RegistryKey parent(backupHive, backupPath, false);
-    platform::registry::DeleteTree(parent.Handle(), name);
-}
-
-// An entry parked while its live namesake stands is weighed by its time alone,
-// and the live one wins. Some such pairs are no contest but the remains of a move
-// that stopped half way, recognised by the marks that only these moves make; for
-// those the parked entry is settled here. True when it is to be moved back now.
-bool SettleParkedEntry(RegistryHive backupHive, const std::wstring& backupPath,
-                       const std::wstring& name, const RegistryKey& entry,
-                       const RegistryKey& live) {
-    // A move out that stopped before its copy leaves an empty parked key, and one
-    // that stopped before deleting its source a copy without "__LastModified": the
-    // live entry is the real one.
-    if (entry.IsEmpty()) {
-        RemoveParkedKey(backupHive, backupPath, name, L"Removing empty key left by an interrupted move ");
-        return false;
-    }
-    const std::wstring recorded = entry.ReadString(kLastModified, L"");
-    if (recorded.empty() && SameTree(entry, live)) {
-        RemoveParkedKey(backupHive, backupPath, name, L"Removing copy left by an interrupted move ");
-        return false;
-    }
-    // A move back that stopped after making the live key leaves it empty, or a copy
-    // that still holds the parked entry's "__LastModified": the parked one is real.
-    if (live.IsEmpty() ||
-        (!recorded.empty() && live.ReadString(kLastModified, L"") == recorded)) {
-        Logger::Write(Logger::InfoLevel, L"Completing interrupted restore of key " + name);
-        return true;
-    }
-    return false;
+// True while the recorded state says active: a deactivation that the user starts
+// from the main window, and the only one that meets what a stopped one left.
+bool RecordedActive() {
+    return RegistryKey::Exists(RegistryHive::LocalMachine, kSettingsKey, false) &&
+           RegistryKey(RegistryHive::LocalMachine, kSettingsKey, false).ReadDword(L"TargetActive", 0) != 0;
 }
 
 // A move back that stopped after its key moved leaves "__LastModified" in the live
@@ -185,6 +144,7 @@ bool RegistryRestore(RegistryHive backupHive, std::wstring backupPath, bool wow3
         RegistryKey backup(backupHive, backupPath, false);
         names = backup.SubKeys();
     }
+    const bool completing = RecordedActive();
     for (const std::wstring& name : names) {
         const std::wstring entryBackupPath = backupPath + L"\\" + name;
         const std::wstring livePath = kRestoreEntryPrefix + name;
@@ -199,7 +159,7 @@ bool RegistryRestore(RegistryHive backupHive, std::wstring backupPath, bool wow3
                 // A live entry at least as new as the moved one wins, and the moved
                 // one stays in the backup key.
                 liveWins = entry.ReadString(kLastModified, L"") <= live.LastWriteTimeText() &&
-                           !SettleParkedEntry(backupHive, backupPath, name, entry, live);
+                           !(completing && MoveBackWasCut(name, entry, live));
             }
             if (liveWins)
                 continue;
@@ -221,6 +181,7 @@ bool RegistryRestore(RegistryHive backupHive, std::wstring backupPath, bool wow3
         }
         FolderRestore(folder, true);
     }
-    FinishRestoredEntries(backupHive, backupPath, wow32, installShield);
+    if (completing)
+        FinishRestoredEntries(backupHive, backupPath, wow32, installShield);
     return true;
 }

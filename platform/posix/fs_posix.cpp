@@ -163,7 +163,8 @@ bool IsReparsePoint(const std::wstring& path) {
 // the same through the umask; nothing enforces that they keep it.
 SystemError RestrictToAdministrators(const std::wstring& folder) {
     const std::string host = posix::HostPath(folder);
-    posix::CountChange("access", host);
+    if (const int refused = posix::CountChange("access", host))
+        return FromErrno(refused);
     if (chmod(host.c_str(), 0755) != 0)
         return FromErrno(errno);
     return {};
