@@ -23,15 +23,64 @@ std::wstring InstallShieldBase() {
     return PathJoin(GetKnownFolder(KnownFolder::ProgramFilesX86), kInstallShieldFolder);
 }
 
+// The same values (names without regard to case, types and bytes, leaving out
+// "__LastModified") and the same subkeys, all the way down.
+bool SameEntry(const RegistryKey& first, const RegistryKey& second) {
+    const auto values = [](const RegistryKey& key) {
+        std::vector<RegistryValue> kept = key.Values();
+        kept.erase(std::remove_if(kept.begin(), kept.end(),
+                                  [](const RegistryValue& value) {
+                                      return EqualsIgnoringCase(value.name, kLastModified);
+                                  }),
+                   kept.end());
+        return kept;
+    };
+    const std::vector<RegistryValue> mine = values(first);
+    const std::vector<RegistryValue> theirs = values(second);
+    const bool sameValues =
+        mine.size() == theirs.size() &&
+        std::all_of(mine.begin(), mine.end(), [&](const RegistryValue& value) {
+            return std::any_of(theirs.begin(), theirs.end(), [&](const RegistryValue& other) {
+                return EqualsIgnoringCase(value.name, other.name) && value.type == other.type &&
+                       value.data == other.data;
+            });
+        });
+    const std::vector<std::wstring> names = first.SubKeys();
+    if (!sameValues || names.size() != second.SubKeys().size())
+        return false;
+    return std::all_of(names.begin(), names.end(), [&](const std::wstring& name) {
+        const std::wstring below = L"\\" + name;
+        return RegistryKey::Exists(second.Hive(), second.Path() + below, second.Wow32()) &&
+               SameEntry(RegistryKey(first.Hive(), first.Path() + below, first.Wow32()),
+                         RegistryKey(second.Hive(), second.Path() + below, second.Wow32()));
+    });
+}
+
 // An entry parked while its live namesake stands is weighed by its time alone,
-// and the live one wins. But a move back that stopped after making the live key
-// leaves it empty, or a copy that still holds the parked entry's "__LastModified"
-// (a value only these moves write): then the parked entry is the real one and is
-// moved back now.
-bool MoveBackWasCut(const std::wstring& name, const RegistryKey& entry, const RegistryKey& live) {
+// and the live one wins. Some such pairs are no contest but what a move that
+// stopped half way left, and are settled here: true when the parked entry is to
+// be moved back now.
+// - A move back that stopped after making the live key leaves it empty, or a copy
+//   that still holds the parked entry's "__LastModified" (a value only these moves
+//   write): the parked entry is the real one.
+// - A move out that stopped after its copy leaves the same entry in both places:
+//   moving it back changes nothing live and leaves no stale copy in our key.
+// - A move out that stopped before its copy leaves an empty parked key, which
+//   holds nothing to restore and is removed.
+bool SettleParkedEntry(RegistryHive backupHive, const std::wstring& backupPath,
+                       const std::wstring& name, const RegistryKey& entry,
+                       const RegistryKey& live) {
+    if (entry.IsEmpty()) {
+        Logger::Write(Logger::InfoLevel, L"Removing empty key left by an interrupted move " +
+                                             backupPath + L"\\" + name);
+        RegistryKey parent(backupHive, backupPath, false);
+        platform::registry::DeleteTree(parent.Handle(), name);
+        return false;
+    }
     const std::wstring recorded = entry.ReadString(kLastModified, L"");
-    if (!live.IsEmpty() &&
-        (recorded.empty() || live.ReadString(kLastModified, L"") != recorded))
+    const bool cutOnTheWayBack =
+        live.IsEmpty() || (!recorded.empty() && live.ReadString(kLastModified, L"") == recorded);
+    if (!cutOnTheWayBack && !SameEntry(entry, live))
         return false;
     Logger::Write(Logger::InfoLevel, L"Completing interrupted restore of key " + name);
     return true;
@@ -159,7 +208,7 @@ bool RegistryRestore(RegistryHive backupHive, std::wstring backupPath, bool wow3
                 // A live entry at least as new as the moved one wins, and the moved
                 // one stays in the backup key.
                 liveWins = entry.ReadString(kLastModified, L"") <= live.LastWriteTimeText() &&
-                           !(completing && MoveBackWasCut(name, entry, live));
+                           !(completing && SettleParkedEntry(backupHive, backupPath, name, entry, live));
             }
             if (liveWins)
                 continue;
