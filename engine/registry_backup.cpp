@@ -90,7 +90,8 @@ bool SettleParkedEntry(RegistryHive backupHive, const std::wstring& backupPath,
 // from the main window, and the only one that meets what a stopped one left.
 bool RecordedActive() {
     return RegistryKey::Exists(RegistryHive::LocalMachine, kSettingsKey, false) &&
-           RegistryKey(RegistryHive::LocalMachine, kSettingsKey, false).ReadDword(L"TargetActive", 0) != 0;
+           RegistryKey(RegistryHive::LocalMachine, kSettingsKey, false)
+                   .ReadDword(L"TargetActive", 0) != 0;
 }
 
 // A move back that stopped after its key moved leaves "__LastModified" in the live
@@ -123,11 +124,13 @@ void FinishRestoredEntries(RegistryHive backupHive, const std::wstring& backupPa
         if ((!marked && !folderAside) || parked(name))
             continue;
         if (marked) {
-            Logger::Write(Logger::InfoLevel, L"Removing __LastModified left in restored key " + name);
+            Logger::Write(Logger::InfoLevel,
+                          L"Removing __LastModified left in restored key " + name);
             live.DeleteValue(kLastModified);
         }
         if (folderAside) {
-            Logger::Write(Logger::InfoLevel, L"Restoring InstallShield folder left aside " + folder);
+            Logger::Write(Logger::InfoLevel,
+                          L"Restoring InstallShield folder left aside " + folder);
             FolderRestore(folder, true);
         }
     }
@@ -207,8 +210,9 @@ bool RegistryRestore(RegistryHive backupHive, std::wstring backupPath, bool wow3
                 // Fixed-width UTC texts: the string order is the order of the times.
                 // A live entry at least as new as the moved one wins, and the moved
                 // one stays in the backup key.
-                liveWins = entry.ReadString(kLastModified, L"") <= live.LastWriteTimeText() &&
-                           !(completing && SettleParkedEntry(backupHive, backupPath, name, entry, live));
+                liveWins =
+                    entry.ReadString(kLastModified, L"") <= live.LastWriteTimeText() &&
+                    !(completing && SettleParkedEntry(backupHive, backupPath, name, entry, live));
             }
             if (liveWins)
                 continue;
@@ -225,7 +229,8 @@ bool RegistryRestore(RegistryHive backupHive, std::wstring backupPath, bool wow3
         // own and stays.
         const std::wstring folder = PathJoin(installShield, name);
         if (platform::Exists(folder) && !platform::Exists(GetBackupPath(folder))) {
-            Logger::Write(Logger::InfoLevel, L"Keeping InstallShield folder that was never set aside " + folder);
+            Logger::Write(Logger::InfoLevel,
+                          L"Keeping InstallShield folder that was never set aside " + folder);
             continue;
         }
         FolderRestore(folder, true);

@@ -42,10 +42,10 @@
 
 #include <algorithm>
 #include <chrono>
-#include <functional>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -199,8 +199,9 @@ void Judge(Tally& tally, const MachineSnapshot& before, const std::string& where
         ++tally.whole;
         return;
     }
-    std::printf("%s does not come back:%s%s\n%s\n", where.c_str(), boxes.empty() ? "" : " boxes: ",
-                Narrow(boxes).c_str(), Narrow(Describe(losses)).c_str());
+    std::printf("%s does not come back:%s%s\n%s\n", where.c_str(),
+                boxes.empty() ? "" : " boxes: ", Narrow(boxes).c_str(),
+                Narrow(Describe(losses)).c_str());
 }
 
 } // namespace
@@ -253,8 +254,9 @@ int main(int argc, char** argv) {
     // Each point copies the whole machine twice: a folder in memory (TMPDIR) makes
     // a sweep several times faster than one on disk.
     const char* temporary = std::getenv("TMPDIR");
-    std::string pattern = std::string(temporary != nullptr && *temporary != '\0' ? temporary : "/tmp") +
-                          "/ferrymark-sweep-XXXXXX";
+    std::string pattern =
+        std::string(temporary != nullptr && *temporary != '\0' ? temporary : "/tmp") +
+        "/ferrymark-sweep-XXXXXX";
     if (mkdtemp(&pattern[0]) == nullptr) {
         std::perror("mkdtemp");
         return 2;
