@@ -367,13 +367,13 @@ TEST_P(PackageTest, Runs) {
         code = run.WaitForExit(60000);
     } else {
         code = RunToEnd(L"msiexec.exe " + command);
+        // The log's text without line ends (and without the zero bytes of UTF-16).
+        auto flat = [](std::string text) {
+            text.erase(std::remove_if(text.begin(), text.end(), [](char c) { return c == 0 || c == '\r' || c == '\n'; }), text.end());
+            return text;
+        };
         if (row.message != nullptr) {
-            std::string text = ReadAll(log);
-            text.erase(std::remove(text.begin(), text.end(), '\0'), text.end()); // a UTF-16 log
-            std::string expected = Narrow(*row.message);
-            expected.erase(std::remove(expected.begin(), expected.end(), '\n'), expected.end());
-            text.erase(std::remove_if(text.begin(), text.end(), [](char c) { return c == '\r' || c == '\n'; }), text.end());
-            EXPECT_NE(text.find(expected), std::string::npos) << "not in " << Narrow(log);
+            EXPECT_NE(flat(ReadAll(log)).find(flat(Narrow(*row.message))), std::string::npos) << Narrow(log);
         }
     }
     const std::vector<Difference> changes = DiffSnapshots(before, TakeSnapshot());
