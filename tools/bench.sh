@@ -34,7 +34,8 @@ else
   quiet cmake --preset native-release
   quiet nice -n 10 cmake --build --preset native-release -j2 --target ferrymark_bench
   quiet cmake --preset win64
-  quiet nice -n 10 cmake --build --preset win64 -j2 --target Ferrymark ferrymark_bench bench_start bare_dialog
+  quiet nice -n 10 cmake --build --preset win64 -j2 --target Ferrymark ferrymark_bench bench_start bare_dialog \
+    bare_dialog_same_libraries
 
   : >"$results"
 
@@ -67,11 +68,14 @@ else
     # One start of each first, not counted: Wine loads its own parts on a first start.
     "$loader" "$1/bin/bench_start.exe" "$6" SysListView32 1 >/dev/null
     "$loader" "$1/bin/bench_start.exe" "$7" Button 1 >/dev/null
+    "$loader" "$1/bin/bench_start.exe" "$8" Button 1 >/dev/null
     "$loader" "$1/bin/bench_start.exe" "$6" SysListView32 "$2" | tr -d "\r" | sed "s/^/ferrymark /"
     "$loader" "$1/bin/bench_start.exe" "$7" Button "$2" | tr -d "\r" | sed "s/^/bare /"
+    "$loader" "$1/bin/bench_start.exe" "$8" Button "$2" | tr -d "\r" | sed "s/^/libraries /"
     wineserver -k
   ' bench "$win64" "$runs" "$content_small" "$config" "$uninstall" \
-    "$(to_windows "$win64/bin/Ferrymark.exe")" "$(to_windows "$win64/bin/bare_dialog.exe")" | tee -a "$results"
+    "$(to_windows "$win64/bin/Ferrymark.exe")" "$(to_windows "$win64/bin/bare_dialog.exe")" \
+    "$(to_windows "$win64/bin/bare_dialog_same_libraries.exe")" | tee -a "$results"
 
 fi
 
@@ -84,9 +88,12 @@ backup=$(field native backup_median_s)
 cp_s=$(field native cp_median_s)
 start_ferrymark=$(field ferrymark median_s)
 start_bare=$(field bare median_s)
+start_libraries=$(field libraries median_s)
 content_ratio=$(ratio "$switch_large" "$switch_native")
 backup_ratio=$(ratio "$backup" "$cp_s")
 start_ratio=$(ratio "$start_ferrymark" "$start_bare")
+libraries_ratio=$(ratio "$start_libraries" "$start_bare")
+own_ratio=$(ratio "$start_ferrymark" "$start_libraries")
 verdict() { awk -v v="$1" -v g="$2" 'BEGIN { print (v <= g) ? "met" : "MISSED" }'; }
 cpu_native=$(field native-small cpu_median_s)
 cpu_large=$(field native-large cpu_median_s)
@@ -109,4 +116,7 @@ printf '%-52s %12s %10s %8s %8s\n' "  ratio Backup / cp" "$backup_ratio" "<= 2" 
 printf '%-52s %12s %10s %8s %8s\n' "start to visible main window, Ferrymark.exe, Wine" "$start_ferrymark" "" "" ""
 printf '%-52s %12s %10s %8s %8s\n' "start to visible dialog, bare program, Wine" "$start_bare" "" "" ""
 printf '%-52s %12s %10s %8s %8s\n' "  ratio Ferrymark / bare" "$start_ratio" "<= 1.5" "$(verdict "$start_ratio" 1.5)" ""
-echo "bench: switch_native_s=$switch_native switch_wine_s=$switch_wine content_ratio=$content_ratio backup_cp_ratio=$backup_ratio start_ratio=$start_ratio"
+printf '%-52s %12s %10s %8s %8s\n' "start to visible dialog, same libraries, Wine" "$start_libraries" "" "" ""
+printf '%-52s %12s %10s %8s %8s\n' "  ratio same libraries / bare (the libraries)" "$libraries_ratio" "" "" ""
+printf '%-52s %12s %10s %8s %8s\n' "  ratio Ferrymark / same libraries (its own)" "$own_ratio" "<= 1.2" "$(verdict "$own_ratio" 1.2)" ""
+echo "bench: switch_native_s=$switch_native switch_wine_s=$switch_wine content_ratio=$content_ratio backup_cp_ratio=$backup_ratio start_ratio=$start_ratio start_libraries_ratio=$libraries_ratio start_own_ratio=$own_ratio"
