@@ -198,6 +198,7 @@ void MoveWithMv(const std::vector<std::pair<std::string, std::string>>& moves) {
 int MeasureSwitch(int runs, const MachineSizes& sizes) {
     SixSimulatorMachine machine(sizes);
     std::vector<double> times, cpu, moves, moveCpu;
+    std::size_t folderMoves = 0;
     Totals totals;
     for (int run = 0; run < runs; ++run) {
         FreshMachine(machine);
@@ -219,6 +220,7 @@ int MeasureSwitch(int runs, const MachineSizes& sizes) {
         platform::posix::SetChangeObserver(nullptr);
         sync();
         moves.push_back(Seconds([] { MoveWithMv(FolderMoves()); }, moveCpu));
+        folderMoves = FolderMoves().size();
 #endif
     }
     Logger::Instance().close();
@@ -228,7 +230,7 @@ int MeasureSwitch(int runs, const MachineSizes& sizes) {
                 totals.contentFiles, totals.configFiles, totals.uninstallEntries, Median(times),
                 Median(cpu), List(times).c_str());
     if (!moves.empty())
-        std::printf(" folder_moves=%zu mv_median_s=%.4f mv_cpu_median_s=%.4f", FolderMoves().size(),
+        std::printf(" folder_moves=%zu mv_median_s=%.4f mv_cpu_median_s=%.4f", folderMoves,
                     Median(moves), Median(moveCpu));
     std::printf("\n");
     return 0;
