@@ -9,7 +9,7 @@ set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_BINARY_DIR}/wine-run.sh)
 
 add_custom_command(
     OUTPUT ${FERRYMARK_WINEPREFIX}/.ferrymark-ready
-    COMMAND ${CMAKE_SOURCE_DIR}/tools/wine-prefix.sh ${FERRYMARK_WINEPREFIX}
+    COMMAND ${CMAKE_SOURCE_DIR}/tools/wine-prefix.sh ${FERRYMARK_WINEPREFIX} --virtual-desktop
     DEPENDS ${CMAKE_SOURCE_DIR}/tools/wine-prefix.sh
     COMMENT "Preparing the Wine prefix for tests"
     USES_TERMINAL)

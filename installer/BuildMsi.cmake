@@ -25,6 +25,8 @@ file(READ ${SOURCE} descriptor)
 string(SHA256 hash "${descriptor}")
 string(UUID package_code NAMESPACE ${PRODUCT_CODE} NAME "${contents} ${hash}" TYPE SHA1 UPPER)
 
+get_filename_component(output_folder ${OUTPUT} DIRECTORY)
+file(MAKE_DIRECTORY ${output_folder})
 file(REMOVE ${OUTPUT})
 execute_process(
     COMMAND ${WIXL} --arch x64 -D Version=${VERSION} -D ProductCode={${PRODUCT_CODE}}
@@ -33,6 +35,17 @@ execute_process(
     RESULT_VARIABLE result)
 if(NOT result EQUAL 0)
     message(FATAL_ERROR "wixl failed (${result})")
+endif()
+# The upgrade's removal of an older version names the feature instead of ALL, so
+# that the older version's refusal to be removed while a target is active (a
+# launch condition on REMOVE="ALL") lets an upgrade through also where the
+# installer passes no UPGRADINGPRODUCTCODE (Wine). wixl has no attribute for it.
+execute_process(
+    COMMAND ${MSIBUILD} ${OUTPUT} -q
+            "UPDATE `Upgrade` SET `Remove`='Complete' WHERE `ActionProperty`='WIX_UPGRADE_DETECTED'"
+    RESULT_VARIABLE result)
+if(NOT result EQUAL 0)
+    message(FATAL_ERROR "msibuild could not set the upgrade's Remove column (${result})")
 endif()
 execute_process(COMMAND ${PYTHON} ${FIX_SUMMARY} ${OUTPUT} {${package_code}} ${TIME}
                 RESULT_VARIABLE result)

@@ -6,6 +6,10 @@
 #   bash tools/bench.sh [RUNS]
 #   bash tools/bench.sh --table    prints the table of the last run again
 #
+# Natively, each switch run is followed by the same folder moves done by a bare
+# `mv` (one process a move), with 100 and with 100,000 content files: what the
+# file system's renames cost, apart from the program.
+#
 # The six-simulator machine is sized by MachineSizes so that the machine holds
 # about 2,000 configuration files and 300 Uninstall entries in all: 21 files per
 # slot and backup pattern family (90 families over the six simulators, plus the
@@ -34,7 +38,8 @@ else
   quiet cmake --preset native-release
   quiet nice -n 10 cmake --build --preset native-release -j2 --target ferrymark_bench
   quiet cmake --preset win64
-  quiet nice -n 10 cmake --build --preset win64 -j2 --target Ferrymark ferrymark_bench bench_start bare_dialog
+  quiet nice -n 10 cmake --build --preset win64 -j2 --target Ferrymark ferrymark_bench bench_start bare_dialog \
+    bare_dialog_same_libraries
 
   : >"$results"
 
@@ -67,11 +72,14 @@ else
     # One start of each first, not counted: Wine loads its own parts on a first start.
     "$loader" "$1/bin/bench_start.exe" "$6" SysListView32 1 >/dev/null
     "$loader" "$1/bin/bench_start.exe" "$7" Button 1 >/dev/null
+    "$loader" "$1/bin/bench_start.exe" "$8" Button 1 >/dev/null
     "$loader" "$1/bin/bench_start.exe" "$6" SysListView32 "$2" | tr -d "\r" | sed "s/^/ferrymark /"
     "$loader" "$1/bin/bench_start.exe" "$7" Button "$2" | tr -d "\r" | sed "s/^/bare /"
+    "$loader" "$1/bin/bench_start.exe" "$8" Button "$2" | tr -d "\r" | sed "s/^/libraries /"
     wineserver -k
   ' bench "$win64" "$runs" "$content_small" "$config" "$uninstall" \
-    "$(to_windows "$win64/bin/Ferrymark.exe")" "$(to_windows "$win64/bin/bare_dialog.exe")" | tee -a "$results"
+    "$(to_windows "$win64/bin/Ferrymark.exe")" "$(to_windows "$win64/bin/bare_dialog.exe")" \
+    "$(to_windows "$win64/bin/bare_dialog_same_libraries.exe")" | tee -a "$results"
 
 fi
 
@@ -84,9 +92,15 @@ backup=$(field native backup_median_s)
 cp_s=$(field native cp_median_s)
 start_ferrymark=$(field ferrymark median_s)
 start_bare=$(field bare median_s)
+start_libraries=$(field libraries median_s)
 content_ratio=$(ratio "$switch_large" "$switch_native")
+mv_small=$(field native-small mv_median_s)
+mv_large=$(field native-large mv_median_s)
+mv_ratio=$(ratio "$mv_large" "$mv_small")
 backup_ratio=$(ratio "$backup" "$cp_s")
 start_ratio=$(ratio "$start_ferrymark" "$start_bare")
+libraries_ratio=$(ratio "$start_libraries" "$start_bare")
+own_ratio=$(ratio "$start_ferrymark" "$start_libraries")
 verdict() { awk -v v="$1" -v g="$2" 'BEGIN { print (v <= g) ? "met" : "MISSED" }'; }
 cpu_native=$(field native-small cpu_median_s)
 cpu_large=$(field native-large cpu_median_s)
@@ -103,10 +117,16 @@ printf '%-52s %12s %10s %8s %8s\n' "switch there and back, native" "$switch_nati
 printf '%-52s %12s %10s %8s %8s\n' "switch there and back, Wine" "$switch_wine" "< 3 s" "$(verdict "$switch_wine" 3)" "$cpu_wine"
 printf '%-52s %12s %10s %8s %8s\n' "switch with 100,000 content files, native" "$switch_large" "" "" "$cpu_large"
 printf '%-52s %12s %10s %8s %8s\n' "  ratio to 100 content files" "$content_ratio" "<= 1.1" "$(verdict "$content_ratio" 1.1)" "$(ratio "$cpu_large" "$cpu_native")"
+printf '%-52s %12s %10s %8s %8s\n' "mv of the same $(field native-small folder_moves) folder moves, 100 content files" "$mv_small" "" "" "$(field native-small mv_cpu_median_s)"
+printf '%-52s %12s %10s %8s %8s\n' "mv of the same folder moves, 100,000 content files" "$mv_large" "" "" "$(field native-large mv_cpu_median_s)"
+printf '%-52s %12s %10s %8s %8s\n' "  ratio to 100 content files" "$mv_ratio" "" "" "$(ratio "$(field native-large mv_cpu_median_s)" "$(field native-small mv_cpu_median_s)")"
 printf '%-52s %12s %10s %8s %8s\n' "Backup of the configuration files, native" "$backup" "" "" "$cpu_backup"
 printf '%-52s %12s %10s %8s %8s\n' "cp of the same files" "$cp_s" "" "" "$cpu_cp"
 printf '%-52s %12s %10s %8s %8s\n' "  ratio Backup / cp" "$backup_ratio" "<= 2" "$(verdict "$backup_ratio" 2)" "$(ratio "$cpu_backup" "$cpu_cp")"
 printf '%-52s %12s %10s %8s %8s\n' "start to visible main window, Ferrymark.exe, Wine" "$start_ferrymark" "" "" ""
 printf '%-52s %12s %10s %8s %8s\n' "start to visible dialog, bare program, Wine" "$start_bare" "" "" ""
 printf '%-52s %12s %10s %8s %8s\n' "  ratio Ferrymark / bare" "$start_ratio" "<= 1.5" "$(verdict "$start_ratio" 1.5)" ""
-echo "bench: switch_native_s=$switch_native switch_wine_s=$switch_wine content_ratio=$content_ratio backup_cp_ratio=$backup_ratio start_ratio=$start_ratio"
+printf '%-52s %12s %10s %8s %8s\n' "start to visible dialog, same libraries, Wine" "$start_libraries" "" "" ""
+printf '%-52s %12s %10s %8s %8s\n' "  ratio same libraries / bare (the libraries)" "$libraries_ratio" "" "" ""
+printf '%-52s %12s %10s %8s %8s\n' "  ratio Ferrymark / same libraries (its own)" "$own_ratio" "<= 1.2" "$(verdict "$own_ratio" 1.2)" ""
+echo "bench: switch_native_s=$switch_native switch_wine_s=$switch_wine content_ratio=$content_ratio mv_content_ratio=$mv_ratio backup_cp_ratio=$backup_ratio start_ratio=$start_ratio start_libraries_ratio=$libraries_ratio start_own_ratio=$own_ratio"

@@ -15,7 +15,9 @@ cmake --preset win64 >/dev/null
 cmake --build --preset win64 --target Ferrymark ferrymark_demo
 build=$PWD/build/win64
 prefix=$build/demo-prefix
-tools/wine-prefix.sh "$prefix"
+# Under Xvfb, with no window manager, on Wine's virtual desktop: its screenshots
+# then show whole windows with caption and frame.
+if [ -n "${DISPLAY:-}" ]; then tools/wine-prefix.sh "$prefix"; else tools/wine-prefix.sh "$prefix" --virtual-desktop; fi
 
 export WINEPREFIX=$prefix WINEARCH=win64 WINEDEBUG=-all
 export WINEDLLOVERRIDES='mscoree,mshtml=;winemenubuilder.exe=d'

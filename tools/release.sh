@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Builds the release: dist/Ferrymark-<version>-x64.msi, holding the signed program
-# and its manual.
+# Builds the release: dist/Ferrymark-<version>-x64.msi, signed, holding the signed
+# program and its manual.
 #
 #   bash tools/release.sh                        build, test and package the release
 #   bash tools/release.sh --check-reproducible   two clean builds in two folders,
@@ -61,7 +61,7 @@ if [ "${1:-}" = --check-reproducible ]; then
   done
   status=0
   for file in unsigned/Ferrymark.exe bin/FerrymarkStub.exe bin/Ferrymark.exe signed/FerrymarkStub.exe \
-              Manual.pdf "$package"; do
+              Manual.pdf "unsigned/$package" "$package"; do
     if cmp -s "$first/$file" "$second/$file"; then
       echo "same      $(sha256sum <"$first/$file" | cut -c1-16)  $file"
     else
@@ -78,6 +78,9 @@ echo "== the manual and the installer: built, checked, installed and uninstalled
 xvfb ctest --preset win64 -L release
 mkdir -p dist
 cp "build/win64/$package" "dist/$package"
-osslsigncode verify -CAfile "$(sed -n 's/^FERRYMARK_SIGN_CAFILE:FILEPATH=//p' build/win64/CMakeCache.txt)" \
-  -in build/win64/bin/Ferrymark.exe | grep -E "^(Signature verification|Succeeded|Failed)" || true
+cafile=$(sed -n 's/^FERRYMARK_SIGN_CAFILE:FILEPATH=//p' build/win64/CMakeCache.txt)
+for signed in build/win64/bin/Ferrymark.exe "dist/$package"; do
+  echo "$signed: $(osslsigncode verify -CAfile "$cafile" -in "$signed" 2>/dev/null |
+    grep -E "^(Signature verification|Failed)" | head -1)"
+done
 echo "Release: dist/$package ($(stat -c %s "dist/$package") bytes, sha256 $(sha256sum <"dist/$package" | cut -c1-64))"

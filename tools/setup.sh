@@ -8,6 +8,8 @@ packages=(
   build-essential cmake ninja-build pkg-config dpkg-dev
   g++-mingw-w64-x86-64-posix mingw-w64-tools binutils-mingw-w64-x86-64
   wine wine64 xvfb xauth imagemagick
+  # the glyphs of the caption buttons (Marlett) in the screenshots of whole windows
+  fonts-wine
   sqlite3 libsqlite3-dev libgtest-dev googletest liblief-dev python3
   # shipping: the installer, signing and the manual
   wixl msitools python3-olefile osslsigncode openssl weasyprint poppler-utils

@@ -297,6 +297,24 @@ void Screenshot(HWND window, const std::wstring& name) {
     bytes.append(reinterpret_cast<const char*>(&header), sizeof header);
     bytes.append(reinterpret_cast<const char*>(image.pixels.data()), image.pixels.size());
     WriteAll(folder + L"\\" + name + L".bmp", bytes);
+
+    // Beside the picture, what the release tests check it against: the caption, the
+    // window's size, and where the client area lies in it (the caption bar and the
+    // frame are the rest).
+    RECT client{};
+    GetClientRect(window, &client);
+    POINT origin{0, 0};
+    ClientToScreen(window, &origin);
+    RECT bounds{};
+    GetWindowRect(window, &bounds);
+    const std::wstring caption = WindowText(window);
+    char facts[256];
+    std::snprintf(facts, sizeof facts, "window %d %d\nclient %ld %ld %ld %ld\ncaption ", image.width,
+                  image.height, origin.x - bounds.left, origin.y - bounds.top, client.right, client.bottom);
+    std::string text = facts;
+    for (wchar_t c : caption)
+        text += c < 0x80 ? static_cast<char>(c) : '?';
+    WriteAll(folder + L"\\" + name + L".txt", text + "\n");
 }
 
 bool FileExists(const std::wstring& path) {

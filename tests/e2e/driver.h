@@ -21,6 +21,7 @@ public:
     ProgramRun& operator=(const ProgramRun&) = delete;
 
     bool Started() const { return process != nullptr; }
+    DWORD Id() const { return processId; }
 
     // The first visible top-level dialog of the process with this caption (and,
     // unless 0, a control with identifier `control`), or null after `timeoutMs` or

@@ -1,11 +1,15 @@
 // The installer under Wine: a silent install of the package, the installed program
 // started from its shortcut's working folder and finding its manual, and a silent
-// uninstall that leaves only the data folder and the settings key.
+// uninstall that leaves only the data folder and the settings key. Then the package
+// over its life, one table row each: removal refused while a target is active,
+// removal when none is, upgrade to a newer package while active, downgrade refused,
+// repair.
 #include "app/constants.h"
 #include "app/machine.h"
 #include "app/registry_key.h"
 #include "e2e/driver.h"
 #include "platform/registry.h"
+#include "tools/machine/machine_snapshot.h"
 
 #include <gtest/gtest.h>
 
@@ -14,6 +18,8 @@
 #include <shobjidl.h>
 
 #include <algorithm>
+#include <cstring>
+#include <cwctype>
 
 namespace {
 
@@ -74,16 +80,20 @@ Shortcut ReadShortcut(const std::wstring& file) {
     return shortcut;
 }
 
-// The name of the entry in the installed programs whose DisplayName is Ferrymark,
-// in the given view; empty when there is none.
+// The names of the entries in the installed programs whose DisplayName is
+// Ferrymark, in the given view.
+std::vector<std::wstring> Entries(bool wow32) {
+    std::vector<std::wstring> found;
+    if (RegistryKey::Exists(HKLM, kUninstall, wow32))
+        for (const std::wstring& name : RegistryKey(HKLM, kUninstall, wow32).SubKeys())
+            if (RegistryKey(HKLM, kUninstall + L"\\" + name, wow32).ReadString(L"DisplayName", L"") ==
+                kProductTitle)
+                found.push_back(name);
+    return found;
+}
 std::wstring FindEntry(bool wow32) {
-    if (!RegistryKey::Exists(HKLM, kUninstall, wow32))
-        return L"";
-    for (const std::wstring& name : RegistryKey(HKLM, kUninstall, wow32).SubKeys())
-        if (RegistryKey(HKLM, kUninstall + L"\\" + name, wow32).ReadString(L"DisplayName", L"") ==
-            kProductTitle)
-            return name;
-    return L"";
+    const std::vector<std::wstring> found = Entries(wow32);
+    return found.empty() ? L"" : found.front();
 }
 
 bool UnderWine() {
@@ -111,17 +121,27 @@ protected:
         package = build + L"\\Ferrymark-" + std::wstring(version.begin(), version.end()) + L"-x64.msi";
         ASSERT_TRUE(FileExists(package)) << "no package " << Narrow(package);
         ASSERT_EQ(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_OK);
-        // A machine without Ferrymark: no earlier install, settings or data.
-        Msiexec(L"/x");
+        // A machine without Ferrymark: no earlier install, settings or data. The
+        // settings go first: with a target active the removal would be refused.
         platform::registry::DeleteTreeBelowHive(HKLM, L"Software\\Kestrane");
+        RemoveAll();
         RemoveTreeQuietly(GetDataFolder());
         companyFolder = ShellFolder(FOLDERID_ProgramFiles) + L"\\Kestrane";
         installFolder = companyFolder + L"\\Ferrymark";
     }
     void TearDown() override {
-        if (!package.empty())
-            Msiexec(L"/x");
+        if (!package.empty()) {
+            platform::registry::DeleteTreeBelowHive(HKLM, L"Software\\Kestrane");
+            RemoveAll();
+        }
         CoUninitialize();
+    }
+    // Removes this version and the newer one, if installed.
+    void RemoveAll() const {
+        Msiexec(L"/x");
+        const std::wstring newer = Environment(L"FERRYMARK_NEWER_BUILD");
+        if (!newer.empty())
+            RunToEnd(L"msiexec.exe /x \"" + newer + L"\\Ferrymark-" FERRYMARK_NEWER_VERSION L"-x64.msi\" /qn");
     }
     DWORD Msiexec(const std::wstring& action) const {
         return RunToEnd(L"msiexec.exe " + action + L" \"" + package + L"\" /qn");
@@ -213,3 +233,160 @@ TEST_F(InstallerTest, TheShortcutIsInTheAllUsersStartMenu) {
     ASSERT_EQ(Msiexec(L"/i"), 0u);
     EXPECT_TRUE(FileExists(ShellFolder(FOLDERID_CommonPrograms) + L"\\Ferrymark.lnk"));
 }
+
+// The package over its life, one row a run: a package is installed, a target made
+// active or not, the files perhaps deleted, and one msiexec command run. Whatever
+// the command, the settings key and the data folder come through it unchanged; a
+// refused command changes nothing at all.
+namespace {
+
+const std::wstring kRemovalRefused =
+    L"Ferrymark has disabled all simulators but Prepar3D v4, the active target.\n\n"
+    L"To remove Ferrymark, open Ferrymark, press Deactivate and then remove it.";
+const std::wstring kDowngradeRefused = L"A newer version of Ferrymark is already installed.";
+const char* const kNoFaUnderWine =
+    "Wine's msiexec /f passes the package's path to MsiReinstallProduct, which takes a product "
+    "code, and has no repair by product code; the same repair by REINSTALL=ALL is the row repair";
+
+enum Installed { Nothing, ThisBuild, NewerBuild };
+struct PackageScenario {
+    const char* name;
+    Installed first;        // the package installed before the command
+    bool active;            // a target is active when the command runs
+    bool deleteFiles;       // Ferrymark.exe and Manual.pdf deleted before it
+    const wchar_t* command; // "{this}", "{newer}", "{log}" stand for the packages and a log file
+    bool refused;           // fails and changes nothing
+    Installed after;
+    const std::wstring* message; // the text that the refusal shows (full UI) or logs (/qn)
+    const char* wineSkip;        // why the row cannot run under Wine
+};
+const PackageScenario kScenarios[] = {
+    {"refused_removal", ThisBuild, true, false, L"/x {this} /qn", true, ThisBuild, nullptr, nullptr},
+    {"refused_removal_box", ThisBuild, true, false, L"/x {this}", true, ThisBuild, &kRemovalRefused,
+     nullptr},
+    {"refused_removal_log", ThisBuild, true, false, L"/x {this} /qn /l*v {log}", true, ThisBuild,
+     &kRemovalRefused, "Wine's installer shows a failed launch condition's text in full UI only, "
+                       "and writes it to no log"},
+    {"removal_inactive", ThisBuild, false, false, L"/x {this} /qn", false, Nothing, nullptr, nullptr},
+    {"upgrade_active", ThisBuild, true, false, L"/i {newer} /qn", false, NewerBuild, nullptr, nullptr},
+    {"downgrade_refused", NewerBuild, false, false, L"/i {this} /qn", true, NewerBuild, nullptr, nullptr},
+    {"downgrade_refused_box", NewerBuild, false, false, L"/i {this}", true, NewerBuild,
+     &kDowngradeRefused, nullptr},
+    {"repair", ThisBuild, true, true, L"/i {this} REINSTALL=ALL REINSTALLMODE=amus /qn", false,
+     ThisBuild, nullptr, nullptr},
+    {"repair_fa", ThisBuild, true, true, L"/fa {this} /qn", false, ThisBuild, nullptr, kNoFaUnderWine},
+};
+
+std::wstring Replace(std::wstring text, const std::wstring& name, const std::wstring& value) {
+    for (std::size_t at = text.find(name); at != std::wstring::npos; at = text.find(name, at + value.size()))
+        text.replace(at, name.size(), value);
+    return text;
+}
+
+// What a command changed below the data folder or in the settings key.
+std::vector<Difference> ProgramStateChanges(const std::vector<Difference>& all) {
+    std::vector<Difference> found;
+    for (const Difference& difference : all) {
+        std::wstring item = difference.item;
+        std::transform(item.begin(), item.end(), item.begin(), ::towupper);
+        if (item.rfind(L"C:\\PROGRAMDATA\\KESTRANE", 0) == 0 || item.rfind(L"HKLM64\\SOFTWARE\\KESTRANE", 0) == 0)
+            found.push_back(difference);
+    }
+    return found;
+}
+
+} // namespace
+
+class PackageTest : public InstallerTest, public ::testing::WithParamInterface<PackageScenario> {
+protected:
+    std::wstring BuildOf(Installed which) const {
+        return which == NewerBuild ? Environment(L"FERRYMARK_NEWER_BUILD") : build;
+    }
+    std::wstring PackageOf(Installed which) const {
+        return which == NewerBuild ? BuildOf(which) + L"\\Ferrymark-" FERRYMARK_NEWER_VERSION L"-x64.msi"
+                                   : package;
+    }
+    // The files, the shortcut and the one entry of the installed build, or none.
+    void ExpectInstalled(Installed which) const {
+        const std::vector<std::wstring> entries = Entries(false);
+        if (which == Nothing) {
+            EXPECT_TRUE(entries.empty());
+            EXPECT_FALSE(FileExists(installFolder));
+            return;
+        }
+        for (const wchar_t* name : {L"\\Ferrymark.exe", L"\\Manual.pdf"}) {
+            const std::wstring built = BuildOf(which) + (name[1] == L'F' ? L"\\bin" : L"") + name;
+            EXPECT_TRUE(ReadAll(installFolder + name) == ReadAll(built)) << Narrow(name) << " is not " << Narrow(built);
+        }
+        EXPECT_EQ(ReadShortcut(ShortcutFile()).target, installFolder + L"\\Ferrymark.exe");
+        ASSERT_EQ(entries.size(), 1u) << "one entry in the installed programs";
+        const std::string version = which == NewerBuild ? Narrow(FERRYMARK_NEWER_VERSION) : FERRYMARK_VERSION_TEXT;
+        EXPECT_EQ(Narrow(RegistryKey(HKLM, kUninstall + L"\\" + entries[0], false).ReadString(L"DisplayVersion", L"")),
+                  version);
+    }
+};
+
+TEST_P(PackageTest, Runs) {
+    const PackageScenario& row = GetParam();
+    if (row.wineSkip != nullptr && UnderWine()) {
+        GTEST_SKIP() << row.wineSkip;
+    }
+    ASSERT_FALSE(Environment(L"FERRYMARK_NEWER_BUILD").empty()) << "FERRYMARK_NEWER_BUILD names the newer build";
+    ASSERT_EQ(RunToEnd(L"msiexec.exe /i \"" + PackageOf(row.first) + L"\" /qn"), 0u);
+    RegistryKey settings(HKLM, kSettingsKey, false);
+    settings.WriteDword(L"TargetActive", row.active ? 1 : 0);
+    settings.WriteString(L"TargetTitle", L"Prepar3D v4");
+    ASSERT_EQ(SHCreateDirectoryExW(nullptr, (GetDataFolder() + L"\\backup").c_str(), nullptr), ERROR_SUCCESS);
+    ASSERT_TRUE(WriteAll(GetDataFolder() + L"\\log.txt", "INFO    Finished activating Prepar3D v4\n"));
+    ASSERT_TRUE(WriteAll(GetDataFolder() + L"\\backup\\fsx.cfg", "[Main]\n"));
+    for (const wchar_t* name : {L"\\Ferrymark.exe", L"\\Manual.pdf"}) {
+        if (row.deleteFiles) {
+            EXPECT_TRUE(DeleteFileW((installFolder + name).c_str()));
+        }
+    }
+
+    const MachineSnapshot before = TakeSnapshot();
+    const std::wstring log = build + L"\\install-" + std::wstring(row.name, row.name + strlen(row.name)) + L".log";
+    DeleteFileW(log.c_str());
+    std::wstring command = Replace(row.command, L"{this}", L"\"" + package + L"\"");
+    command = Replace(Replace(command, L"{newer}", L"\"" + PackageOf(NewerBuild) + L"\""), L"{log}", L"\"" + log + L"\"");
+    DWORD code = STILL_ACTIVE;
+    if (row.message != nullptr && command.find(L"/qn") == std::wstring::npos) {
+        // Full UI: the refusal is a message box of the installer's own.
+        ProgramRun run(L"C:\\windows\\system32\\msiexec.exe", command);
+        HWND box = nullptr;
+        EXPECT_TRUE(WaitUntil([&] {
+            for (HWND window : TopLevelWindows(run.Id()))
+                if (ClassName(window) == L"#32770" && !MessageBoxText(window).empty())
+                    box = window;
+            return box != nullptr;
+        }, 60000)) << "no message box";
+        if (box != nullptr) {
+            EXPECT_EQ(Narrow(MessageBoxText(box)), Narrow(*row.message));
+            PressButton(box, IDOK);
+        }
+        code = run.WaitForExit(60000);
+    } else {
+        code = RunToEnd(L"msiexec.exe " + command);
+        // The log's text without line ends (and without the zero bytes of UTF-16).
+        auto flat = [](std::string text) {
+            text.erase(std::remove_if(text.begin(), text.end(), [](char c) { return c == 0 || c == '\r' || c == '\n'; }), text.end());
+            return text;
+        };
+        if (row.message != nullptr) {
+            EXPECT_NE(flat(ReadAll(log)).find(flat(Narrow(*row.message))), std::string::npos) << Narrow(log);
+        }
+    }
+    const std::vector<Difference> changes = DiffSnapshots(before, TakeSnapshot());
+    if (row.refused) {
+        EXPECT_NE(code, 0u) << "the command was not refused";
+        EXPECT_TRUE(changes.empty()) << Narrow(Describe(changes));
+    } else {
+        EXPECT_EQ(code, 0u);
+        EXPECT_TRUE(ProgramStateChanges(changes).empty()) << Narrow(Describe(ProgramStateChanges(changes)));
+    }
+    ExpectInstalled(row.after);
+}
+
+INSTANTIATE_TEST_SUITE_P(Scenarios, PackageTest, ::testing::ValuesIn(kScenarios),
+                         [](const ::testing::TestParamInfo<PackageScenario>& row) { return row.param.name; });

@@ -38,6 +38,7 @@
 #include "platform/posix/host.h"
 
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #endif
@@ -163,28 +164,75 @@ void FreshMachine(SixSimulatorMachine& machine) {
     Logger::OpenFile(PathJoin(GetDataFolder(), kLogFileName));
 }
 
+#ifndef _WIN32
+// The folders that the switch moves, source and destination in the order of the
+// moves, as the POSIX backend reports them before each one.
+std::vector<std::pair<std::string, std::string>>& FolderMoves() {
+    static std::vector<std::pair<std::string, std::string>> moves;
+    return moves;
+}
+void RecordFolderMove(long, const char* what, const std::string& hostPath) {
+    const std::string::size_type arrow = hostPath.find(" -> ");
+    struct stat info {};
+    if (std::string(what) == "move" && arrow != std::string::npos &&
+        lstat(hostPath.substr(0, arrow).c_str(), &info) == 0 && S_ISDIR(info.st_mode))
+        FolderMoves().emplace_back(hostPath.substr(0, arrow), hostPath.substr(arrow + 4));
+}
+
+// The same folder moves as the switch's, there and back, each by a bare `mv`: what
+// the file system's renames cost, apart from the program.
+void MoveWithMv(const std::vector<std::pair<std::string, std::string>>& moves) {
+    for (const auto& [source, destination] : moves) {
+        const pid_t child = fork();
+        if (child == 0) {
+            execlp("mv", "mv", "-T", source.c_str(), destination.c_str(), static_cast<char*>(nullptr));
+            _exit(127);
+        }
+        int status = 0;
+        if (child < 0 || waitpid(child, &status, 0) != child || !WIFEXITED(status) || WEXITSTATUS(status) != 0)
+            throw std::runtime_error("mv failed: " + source);
+    }
+}
+#endif
+
 int MeasureSwitch(int runs, const MachineSizes& sizes) {
     SixSimulatorMachine machine(sizes);
-    std::vector<double> times, cpu;
+    std::vector<double> times, cpu, moves, moveCpu;
+    std::size_t folderMoves = 0;
     Totals totals;
     for (int run = 0; run < runs; ++run) {
         FreshMachine(machine);
         if (run == 0)
             totals = Count(sizes);
         BenchHost host;
+#ifndef _WIN32
+        FolderMoves().clear();
+        platform::posix::SetChangeObserver(RecordFolderMove);
+#endif
         times.push_back(Seconds(
             [&] {
                 if (!SwitchTarget(host, kTarget, true) || !SwitchTarget(host, kTarget, false))
                     throw std::runtime_error("the switch did not run to its end");
             },
             cpu));
+#ifndef _WIN32
+        // The machine is back where it started: the same moves once more, by mv.
+        platform::posix::SetChangeObserver(nullptr);
+        sync();
+        moves.push_back(Seconds([] { MoveWithMv(FolderMoves()); }, moveCpu));
+        folderMoves = FolderMoves().size();
+#endif
     }
     Logger::Instance().close();
     machine.Remove();
     std::printf("switch content_files=%zu config_files=%zu uninstall_entries=%zu median_s=%.4f "
-                "cpu_median_s=%.4f runs_s=%s\n",
+                "cpu_median_s=%.4f runs_s=%s",
                 totals.contentFiles, totals.configFiles, totals.uninstallEntries, Median(times),
                 Median(cpu), List(times).c_str());
+    if (!moves.empty())
+        std::printf(" folder_moves=%zu mv_median_s=%.4f mv_cpu_median_s=%.4f", folderMoves,
+                    Median(moves), Median(moveCpu));
+    std::printf("\n");
     return 0;
 }
 
