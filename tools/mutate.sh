@@ -170,9 +170,11 @@ run_layer() { # worker-dir layer log
 worker() { # number
   local w=$1 dir=$work/w$1 log n i target layer how status seconds began
   mkdir -p "$dir"
-  # The copy of the tracked files, refreshed for every run.
+  # The copy of the tracked files, refreshed for every run. Its files get the
+  # time of the copy (-m), so that nothing built from a mutant of an earlier
+  # run, aborted before its rebuild, is taken as up to date.
   rm -rf "$dir/src" && mkdir -p "$dir/src"
-  (cd "$root" && git ls-files -z | tar --null -cf - -T -) | tar -xf - -C "$dir/src"
+  (cd "$root" && git ls-files -z | tar --null -cf - -T -) | tar -m -xf - -C "$dir/src"
   log=$dir/baseline.log
   : >"$log"
   if [ $native_needed = yes ]; then
