@@ -129,8 +129,10 @@ needs native && native_needed=yes
 { needs wine || needs e2e; } && win64_needed=yes
 
 mkdir -p "$work"
-queue=$work/queue
-results=$work/results.txt
+# One results file for each --only, so that a run of the Wine part keeps the
+# native part's results.
+queue=$work/queue${only:+-$only}
+results=$work/results${only:+-$only}.txt
 printf '%s\n' "${selected[@]}" >"$queue"
 : >"$results"
 start=$(date +%s)
