@@ -21,12 +21,13 @@
 #
 # Environment: MUTATE_JOBS (workers, default 2), MUTATE_TIMEOUT (seconds a
 # mutant's tests may take, per layer, default 240 native and 900 under Wine),
-# MUTATE_BUILD_TIMEOUT (seconds a build may take, default 900).
+# MUTATE_BUILD_TIMEOUT (seconds a build may take, default 900), MUTATE_WORK
+# (the folder of the copies and results, default build/mutate).
 set -uo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
 list=$root/tools/mutants.txt
-work=$root/build/mutate
+work=${MUTATE_WORK:-$root/build/mutate}
 jobs=${MUTATE_JOBS:-2}
 build_limit=${MUTATE_BUILD_TIMEOUT:-900}
 only=""
@@ -47,11 +48,20 @@ case $only in ""|native|wine|e2e) ;; *) echo "mutate.sh: --only native, wine or 
 
 # The mutants, numbered from 1 in the order of the list (comments and blank
 # lines do not count).
+# The line is split by hand: read with IFS=tab would take two tabs around an
+# empty replacement for one.
 files=() layers=() originals=() replacements=() descriptions=()
-while IFS=$'\t' read -r file layer original replacement description; do
-  case $file in ''|'#'*) continue ;; esac
-  files+=("$file") layers+=("$layer") originals+=("$original")
-  replacements+=("$replacement") descriptions+=("$description")
+while IFS= read -r line; do
+  case $line in ''|'#'*) continue ;; esac
+  fields=()
+  while [[ $line == *$'\t'* ]]; do
+    fields+=("${line%%$'\t'*}")
+    line=${line#*$'\t'}
+  done
+  fields+=("$line")
+  [ ${#fields[@]} -eq 5 ] || { echo "mutate.sh: not five fields: ${fields[*]}" >&2; exit 2; }
+  files+=("${fields[0]}") layers+=("${fields[1]}") originals+=("${fields[2]}")
+  replacements+=("${fields[3]}") descriptions+=("${fields[4]}")
 done <"$list"
 total=${#files[@]}
 
