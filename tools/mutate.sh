@@ -139,8 +139,8 @@ needs native && native_needed=yes
 { needs wine || needs e2e; } && win64_needed=yes
 
 mkdir -p "$work"
-# One results file for each --only, so that a run of the Wine part keeps the
-# native part's results.
+# One results file for each --only, so that a run of the Wine mutants keeps the
+# native mutants' results.
 queue=$work/queue${only:+-$only}
 results=$work/results${only:+-$only}.txt
 printf '%s\n' "${selected[@]}" >"$queue"
