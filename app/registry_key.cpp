@@ -133,9 +133,9 @@ std::vector<std::wstring> RegistryKey::SubKeys() const {
 
 std::vector<RegistryValue> RegistryKey::Values() const {
     std::vector<RegistryValue> values;
+    // Names are at most 16,383 characters; the data's size is asked first.
+    std::vector<wchar_t> name(16384, L'\0');
     for (std::uint32_t index = 0;; ++index) {
-        // Names are at most 16,383 characters; the data's size is asked first.
-        std::vector<wchar_t> name(16384, L'\0');
         std::uint32_t nameLength = static_cast<std::uint32_t>(name.size());
         std::uint32_t size = 0;
         RegistryValue value;
