@@ -19,6 +19,7 @@
 #include "app/registry_key.h"
 #include "engine/switch_target.h"
 #include "simulators/catalogue.h"
+#include "tools/machine/recording_host.h"
 #include "tools/machine/six_simulator_machine.h"
 
 #include <algorithm>
@@ -46,35 +47,6 @@
 namespace {
 
 const wchar_t kTarget[] = L"Prepar3D v4";
-
-std::string Narrow(const std::wstring& text) {
-    std::string narrow;
-    for (wchar_t c : text)
-        narrow += static_cast<unsigned long>(c) < 0x80 ? static_cast<char>(c) : '?';
-    return narrow;
-}
-
-// The main dialog's side of the switch, without a window.
-class BenchHost final : public SwitchHost {
-public:
-    BenchHost() : simulators(CreateSimulators()), settings(RegistryHive::LocalMachine, kSettingsKey, false) {
-        channel.SetName(L"MAINDLG");
-    }
-    const std::vector<std::shared_ptr<GenericSimulator>>& Simulators() const override { return simulators; }
-    RegistryKey& Settings() override { return settings; }
-    std::wstring RecordedTargetTitle() const override { return L""; }
-    void SetTargetActive(bool) override {}
-    void ShowError(const std::wstring& text, const std::wstring& caption) override {
-        throw std::runtime_error("the switch stopped: " + Narrow(caption + L": " + text));
-    }
-    void UpdateTargetState(const std::wstring&, bool) override {}
-    const Logger& Log() const override { return channel; }
-
-private:
-    std::vector<std::shared_ptr<GenericSimulator>> simulators;
-    RegistryKey settings;
-    Logger channel;
-};
 
 struct Totals {
     std::size_t contentFiles = 0, configFiles = 0, uninstallEntries = 0;
@@ -204,14 +176,15 @@ int MeasureSwitch(int runs, const MachineSizes& sizes) {
         FreshMachine(machine);
         if (run == 0)
             totals = Count(sizes);
-        BenchHost host;
+        RecordingHost host;
 #ifndef _WIN32
         FolderMoves().clear();
         platform::posix::SetChangeObserver(RecordFolderMove);
 #endif
         times.push_back(Seconds(
             [&] {
-                if (!SwitchTarget(host, kTarget, true) || !SwitchTarget(host, kTarget, false))
+                if (!SwitchTarget(host, kTarget, true) || !SwitchTarget(host, kTarget, false) ||
+                    !host.boxes.empty())
                     throw std::runtime_error("the switch did not run to its end");
             },
             cpu));

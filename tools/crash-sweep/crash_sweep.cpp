@@ -34,6 +34,7 @@
 #include "platform/posix/host.h"
 #include "simulators/catalogue.h"
 #include "tools/machine/machine_snapshot.h"
+#include "tools/machine/recording_host.h"
 #include "tools/machine/round_trip_residue.h"
 #include "tools/machine/six_simulator_machine.h"
 
@@ -52,36 +53,6 @@
 namespace {
 
 const std::wstring kTarget = L"Prepar3D v4";
-
-// The main dialog's side of a switch, as the program has it after a start: the
-// records and the recorded state read from the registry.
-class Dialog final : public SwitchHost {
-public:
-    Dialog()
-        : settings(RegistryHive::LocalMachine, kSettingsKey, false), simulators(CreateSimulators()),
-          recordedTitle(settings.ReadString(L"TargetTitle", L"")),
-          active(settings.ReadDword(L"TargetActive", 0) != 0) {
-        channel.SetName(L"MAINDLG");
-    }
-    const std::vector<std::shared_ptr<GenericSimulator>>& Simulators() const override {
-        return simulators;
-    }
-    RegistryKey& Settings() override { return settings; }
-    std::wstring RecordedTargetTitle() const override { return recordedTitle; }
-    void SetTargetActive(bool state) override { active = state; }
-    void ShowError(const std::wstring& text, const std::wstring& caption) override {
-        boxes += caption + L": " + text + L"; ";
-    }
-    void UpdateTargetState(const std::wstring&, bool) override {}
-    const Logger& Log() const override { return channel; }
-
-    RegistryKey settings;
-    std::vector<std::shared_ptr<GenericSimulator>> simulators;
-    std::wstring recordedTitle;
-    bool active;
-    std::wstring boxes;
-    Logger channel;
-};
 
 std::string Narrow(const std::wstring& text) {
     return platform::posix::ToUtf8(text);
@@ -106,36 +77,31 @@ void Keep(const std::string& live, const std::string& as) {
     Run("rm -rf '" + as + "' && cp -a '" + live + "' '" + as + "'");
 }
 
-// The user's side after a start: the button that the recorded state shows.
+// The user's side after a start: the button that the recorded state shows. The
+// boxes shown, if any, one after another.
 std::wstring Recover() {
-    Dialog dialog;
+    std::wstring boxes;
+    const auto collect = [&](const RecordingHost& host) {
+        for (const std::wstring& box : host.boxes)
+            boxes += box + L"; ";
+    };
+    RecordingHost dialog;
     if (!dialog.active) {
         SwitchTarget(dialog, kTarget, true);
-        Dialog again;
+        collect(dialog);
+        RecordingHost again;
         SwitchTarget(again, kTarget, false);
-        return dialog.boxes + again.boxes;
+        collect(again);
+        return boxes;
     }
     SwitchTarget(dialog, dialog.recordedTitle, false);
-    return dialog.boxes;
+    collect(dialog);
+    return boxes;
 }
 
 // What stands now against the machine before the first switch, less the residue.
 std::vector<Difference> Losses(const MachineSnapshot& before) {
-    const auto simulators = CreateSimulators();
-    std::shared_ptr<GenericSimulator> target;
-    for (const auto& simulator : simulators)
-        if (simulator->GetTitle() == kTarget)
-            target = simulator;
-    const std::vector<ResidueItem> residue = RoundTripResidue(*target);
-    std::vector<Difference> losses;
-    for (const Difference& difference : DiffSnapshots(before, TakeSnapshot())) {
-        bool allowed = false;
-        for (const ResidueItem& item : residue)
-            allowed = allowed || item.allows(difference);
-        if (!allowed)
-            losses.push_back(difference);
-    }
-    return losses;
+    return Unexplained(before, RecordingHost().Record(kTarget));
 }
 
 std::vector<std::string> changes;
@@ -148,7 +114,7 @@ std::vector<std::string> Count(bool activate) {
     changes.clear();
     platform::posix::SetChangeObserver(Record);
     platform::posix::ResetChangeCount();
-    Dialog dialog;
+    RecordingHost dialog;
     SwitchTarget(dialog, kTarget, activate);
     platform::posix::SetChangeObserver(nullptr);
     return changes;
@@ -170,7 +136,7 @@ bool StopAt(bool activate, long point, bool cut) {
         (cut ? platform::posix::SetChangeCut : platform::posix::SetChangeFailure)(point);
         int code = 0;
         try {
-            Dialog dialog;
+            RecordingHost dialog;
             SwitchTarget(dialog, kTarget, activate);
         } catch (const std::exception&) {
             code = 1;
@@ -355,7 +321,7 @@ int main(int argc, char** argv) {
                 continue;
             }
             {
-                Dialog dialog;
+                RecordingHost dialog;
                 SwitchTarget(dialog, kTarget, true);
             }
             Keep(live, recovering);

@@ -46,3 +46,18 @@ std::vector<ResidueItem> RoundTripResidue(const GenericSimulator& target) {
          }},
     };
 }
+
+std::vector<Difference> Unexplained(const MachineSnapshot& before, const GenericSimulator& target,
+                                    const std::vector<ResidueItem>& extra) {
+    std::vector<ResidueItem> residue = RoundTripResidue(target);
+    residue.insert(residue.end(), extra.begin(), extra.end());
+    std::vector<Difference> unexplained;
+    for (const Difference& difference : DiffSnapshots(before, TakeSnapshot())) {
+        bool allowed = false;
+        for (const ResidueItem& item : residue)
+            allowed = allowed || item.allows(difference);
+        if (!allowed)
+            unexplained.push_back(difference);
+    }
+    return unexplained;
+}

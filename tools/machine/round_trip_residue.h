@@ -16,5 +16,10 @@ struct ResidueItem {
 
 std::vector<ResidueItem> RoundTripResidue(const GenericSimulator& target);
 
+// The differences between `before` and the machine now that neither the round
+// trip's residue for `target` nor one of `extra` allows: what a switch lost.
+std::vector<Difference> Unexplained(const MachineSnapshot& before, const GenericSimulator& target,
+                                    const std::vector<ResidueItem>& extra = {});
+
 // True when `item` lies below `folder` (not the folder itself).
 bool IsBelow(const std::wstring& item, const std::wstring& folder);
