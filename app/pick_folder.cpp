@@ -1,13 +1,13 @@
 #include "app/pick_folder.h"
-
-#include <windows.h>
+#include "platform/win32/unique_handle.h"
 
 #include <shobjidl.h>
 
 bool PickFolder(HWND owner, std::wstring& folder, std::wstring title) {
-    IFileDialog* dialog = nullptr;
+    using platform::win32::UniqueCom;
+    UniqueCom<IFileDialog> dialog;
     if (FAILED(CoCreateInstance(CLSID_FileOpenDialog, nullptr, CLSCTX_INPROC_SERVER,
-                                IID_IFileDialog, reinterpret_cast<void**>(&dialog))))
+                                IID_IFileDialog, dialog.put_void())))
         return false;
 
     dialog->SetTitle(title.c_str());
@@ -16,26 +16,16 @@ bool PickFolder(HWND owner, std::wstring& folder, std::wstring title) {
         dialog->SetOptions(options | FOS_PICKFOLDERS);
 
     // Cancelling is one of the ways Show fails.
-    if (FAILED(dialog->Show(owner))) {
-        dialog->Release();
+    if (FAILED(dialog->Show(owner)))
         return false;
-    }
-    IShellItem* item = nullptr;
-    if (FAILED(dialog->GetResult(&item))) {
-        dialog->Release();
+    UniqueCom<IShellItem> item;
+    if (FAILED(dialog->GetResult(item.put())))
         return false;
-    }
     // The parsing name, not the file-system path: a virtual location without a
     // path still has one.
-    PWSTR name = nullptr;
-    if (FAILED(item->GetDisplayName(SIGDN_DESKTOPABSOLUTEPARSING, &name))) {
-        item->Release();
-        dialog->Release();
+    platform::win32::UniqueCoTaskMemory<wchar_t> name;
+    if (FAILED(item->GetDisplayName(SIGDN_DESKTOPABSOLUTEPARSING, name.put())))
         return false;
-    }
-    folder = name;
-    CoTaskMemFree(name);
-    item->Release();
-    dialog->Release();
+    folder = name.get();
     return true;
 }

@@ -25,40 +25,26 @@ reg::KeyHandle LeftOpen(reg::KeyHandle key) {
 
 } // namespace
 
+// A key that cannot be opened is a null handle, and every later read on it yields
+// its default.
 RegistryKey::RegistryKey(RegistryHive keyHive, const std::wstring& keyPath, bool view32)
-    : hive(keyHive), handle(Open(keyHive, keyPath, view32, true)), path(keyPath), wow32(view32) {}
-
-RegistryKey::~RegistryKey() {
-    reg::CloseKey(handle);
-}
-
-reg::KeyHandle RegistryKey::Open(RegistryHive keyHive, const std::wstring& keyPath, bool view32,
-                                 bool create) {
-    // The status is dropped: a key that cannot be opened is a null handle, and
-    // every later read on it yields its default.
-    return reg::OpenKey(keyHive, keyPath, view32, create);
-}
+    : hive(keyHive), key(keyHive, keyPath, view32, true), path(keyPath), wow32(view32) {}
 
 bool RegistryKey::Exists(RegistryHive keyHive, const std::wstring& keyPath, bool view32) {
-    reg::KeyHandle key = Open(keyHive, keyPath, view32, false);
-    if (key == nullptr)
-        return false;
-    reg::CloseKey(key);
-    return true;
+    return static_cast<bool>(reg::UniqueKey(keyHive, keyPath, view32, false));
 }
 
 bool RegistryKey::MoveTo(RegistryHive newHive, const std::wstring& newPath, bool newWow32,
                          bool overwrite) {
     // The move deletes the source tree: our own handle on it must be closed first.
-    reg::CloseKey(handle);
-    handle = nullptr;
+    key.reset();
     const bool moved = Rename(hive, path, wow32, newHive, newPath, newWow32, overwrite);
     if (moved) {
         hive = newHive;
         path = newPath;
         wow32 = newWow32;
     }
-    handle = Open(hive, path, wow32, true);
+    key = reg::UniqueKey(hive, path, wow32, true);
     return moved;
 }
 
@@ -67,7 +53,7 @@ std::uint32_t RegistryKey::ReadDword(const std::wstring& name, std::uint32_t def
     // yields the default, a short one yields whatever bytes it has.
     std::uint8_t buffer[4] = {0, 0, 0, 0};
     std::uint32_t size = sizeof buffer;
-    if (reg::QueryValue(handle, name, nullptr, buffer, &size) != reg::kSuccess)
+    if (reg::QueryValue(key.get(), name, nullptr, buffer, &size) != reg::kSuccess)
         return defaultValue;
     return static_cast<std::uint32_t>(buffer[0]) | (static_cast<std::uint32_t>(buffer[1]) << 8) |
            (static_cast<std::uint32_t>(buffer[2]) << 16) |
@@ -77,11 +63,11 @@ std::uint32_t RegistryKey::ReadDword(const std::wstring& name, std::uint32_t def
 std::wstring RegistryKey::ReadString(const std::wstring& name,
                                      const std::wstring& defaultValue) const {
     std::uint32_t size = 0;
-    if (reg::QueryValue(handle, name, nullptr, nullptr, &size) != reg::kSuccess || size == 0)
+    if (reg::QueryValue(key.get(), name, nullptr, nullptr, &size) != reg::kSuccess || size == 0)
         return defaultValue;
     std::vector<char16_t> buffer(size / 2, u'\0');
     std::uint32_t got = static_cast<std::uint32_t>(buffer.size() * 2);
-    if (reg::QueryValue(handle, name, nullptr, reinterpret_cast<std::uint8_t*>(buffer.data()),
+    if (reg::QueryValue(key.get(), name, nullptr, reinterpret_cast<std::uint8_t*>(buffer.data()),
                         &got) != reg::kSuccess)
         return defaultValue;
     std::size_t length = 0;
@@ -94,7 +80,7 @@ bool RegistryKey::WriteDword(const std::wstring& name, std::uint32_t value) {
     const std::uint8_t bytes[4] = {
         static_cast<std::uint8_t>(value), static_cast<std::uint8_t>(value >> 8),
         static_cast<std::uint8_t>(value >> 16), static_cast<std::uint8_t>(value >> 24)};
-    return reg::SetValue(handle, name, reg::ValueType::Dword, bytes, sizeof bytes) == reg::kSuccess;
+    return reg::SetValue(key.get(), name, reg::ValueType::Dword, bytes, sizeof bytes) == reg::kSuccess;
 }
 
 bool RegistryKey::WriteString(const std::wstring& name, const std::wstring& value) {
@@ -106,12 +92,12 @@ bool RegistryKey::WriteString(const std::wstring& name, const std::wstring& valu
         bytes[2 * i] = static_cast<std::uint8_t>(units[i] & 0xFF);
         bytes[2 * i + 1] = static_cast<std::uint8_t>(units[i] >> 8);
     }
-    return reg::SetValue(handle, name, reg::ValueType::String, bytes.data(),
+    return reg::SetValue(key.get(), name, reg::ValueType::String, bytes.data(),
                          static_cast<std::uint32_t>(bytes.size())) == reg::kSuccess;
 }
 
 bool RegistryKey::DeleteValue(const std::wstring& name) {
-    const reg::Status status = reg::DeleteValue(handle, name);
+    const reg::Status status = reg::DeleteValue(key.get(), name);
     return status == reg::kSuccess || status == reg::kFileNotFound;
 }
 
@@ -119,13 +105,13 @@ std::vector<std::wstring> RegistryKey::SubKeys() const {
     std::uint32_t count = 0;
     std::uint32_t longest = 0;
     std::vector<std::wstring> names;
-    if (reg::QueryInfo(handle, &count, &longest, nullptr) != reg::kSuccess)
+    if (reg::QueryInfo(key.get(), &count, &longest, nullptr) != reg::kSuccess)
         return names;
     names.reserve(count);
     for (std::uint32_t index = 0; index < count; ++index) {
         std::vector<wchar_t> buffer(longest + 1, L'\0');
         std::uint32_t length = longest + 1;
-        if (reg::EnumKey(handle, index, buffer.data(), &length) == reg::kSuccess)
+        if (reg::EnumKey(key.get(), index, buffer.data(), &length) == reg::kSuccess)
             names.emplace_back(buffer.data(), length);
     }
     return names;
@@ -139,13 +125,13 @@ std::vector<RegistryValue> RegistryKey::Values() const {
         std::uint32_t nameLength = static_cast<std::uint32_t>(name.size());
         std::uint32_t size = 0;
         RegistryValue value;
-        if (reg::EnumValue(handle, index, name.data(), &nameLength, &value.type, nullptr, &size) !=
+        if (reg::EnumValue(key.get(), index, name.data(), &nameLength, &value.type, nullptr, &size) !=
             reg::kSuccess)
             return values;
         value.name.assign(name.data(), nameLength);
         value.data.resize(size);
         nameLength = static_cast<std::uint32_t>(name.size());
-        if (size != 0 && reg::EnumValue(handle, index, name.data(), &nameLength, &value.type,
+        if (size != 0 && reg::EnumValue(key.get(), index, name.data(), &nameLength, &value.type,
                                         value.data.data(), &size) != reg::kSuccess)
             return values;
         values.push_back(std::move(value));
@@ -179,7 +165,7 @@ platform::CalendarTime FileTimeToCalendar(std::uint64_t ticks) {
 
 platform::CalendarTime RegistryKey::LastWriteTime() const {
     std::uint64_t ticks = 0;
-    reg::QueryInfo(handle, nullptr, nullptr, &ticks);
+    reg::QueryInfo(key.get(), nullptr, nullptr, &ticks);
     return FileTimeToCalendar(ticks);
 }
 

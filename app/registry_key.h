@@ -1,6 +1,7 @@
 // One open registry key. The constructor opens the key and creates it, with all
 // missing parents, when it is missing; reads fall back to defaults, writes and
-// deletes answer with a bool, and nothing is logged or thrown.
+// deletes answer with a bool, and nothing is logged or thrown. The object owns its
+// handle: it can be moved, and a moved-from key is closed.
 #pragma once
 
 #include "platform/registry.h"
@@ -23,11 +24,10 @@ class RegistryKey {
 public:
     // wow32 true selects the 32-bit view of the registry, false the 64-bit one.
     RegistryKey(RegistryHive hive, const std::wstring& path, bool wow32);
-    ~RegistryKey();
-    RegistryKey(const RegistryKey&) = delete;
-    RegistryKey& operator=(const RegistryKey&) = delete;
 
-    bool IsOpen() const { return handle != nullptr; }
+    bool IsOpen() const { return static_cast<bool>(key); }
+    // Why the key is not open: the status of the failed open, kept for a log line.
+    platform::registry::Status OpenStatus() const { return key.OpenStatus(); }
     RegistryHive Hive() const { return hive; }
     const std::wstring& Path() const { return path; }
     bool Wow32() const { return wow32; }
@@ -53,7 +53,7 @@ public:
     // Looks at a key without creating it.
     static bool Exists(RegistryHive hive, const std::wstring& path, bool wow32);
 
-    platform::registry::KeyHandle Handle() const { return handle; }
+    platform::registry::KeyHandle Handle() const { return key.get(); }
 
     // Moves the key with everything below it to a new place and follows it there.
     // After a failure the object is open again on its old key, which then exists
@@ -61,11 +61,8 @@ public:
     bool MoveTo(RegistryHive newHive, const std::wstring& newPath, bool newWow32, bool overwrite);
 
 private:
-    static platform::registry::KeyHandle Open(RegistryHive hive, const std::wstring& path,
-                                              bool wow32, bool create);
-
     RegistryHive hive;
-    platform::registry::KeyHandle handle;
+    platform::registry::UniqueKey key;
     std::wstring path;
     bool wow32;
 };

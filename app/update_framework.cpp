@@ -1,8 +1,7 @@
 #include "app/update_framework.h"
 
 #include "app/logger.h"
-
-#include <windows.h>
+#include "platform/win32/unique_handle.h"
 
 #include <vector>
 
@@ -38,23 +37,23 @@ template <typename Function> Function Bind(HMODULE module, const char* name) {
 } // namespace
 
 UpdateFramework::UpdateFramework() {
-    HMODULE loaded = LoadLibraryW(BesideProgram(L"WinSparkle.dll").c_str());
-    if (loaded != nullptr) {
-        setRegistryPath = Bind<TextCall>(loaded, "win_sparkle_set_registry_path");
-        setAppcastUrl = Bind<TextCall>(loaded, "win_sparkle_set_appcast_url");
-        init = Bind<PlainCall>(loaded, "win_sparkle_init");
-        cleanup = Bind<PlainCall>(loaded, "win_sparkle_cleanup");
-        checkUpdateWithUi = Bind<PlainCall>(loaded, "win_sparkle_check_update_with_ui");
+    platform::win32::UniqueModule loaded(LoadLibraryW(BesideProgram(L"WinSparkle.dll").c_str()));
+    if (loaded) {
+        setRegistryPath = Bind<TextCall>(loaded.get(), "win_sparkle_set_registry_path");
+        setAppcastUrl = Bind<TextCall>(loaded.get(), "win_sparkle_set_appcast_url");
+        init = Bind<PlainCall>(loaded.get(), "win_sparkle_init");
+        cleanup = Bind<PlainCall>(loaded.get(), "win_sparkle_cleanup");
+        checkUpdateWithUi = Bind<PlainCall>(loaded.get(), "win_sparkle_check_update_with_ui");
         if (setRegistryPath && setAppcastUrl && init && cleanup && checkUpdateWithUi) {
-            module = loaded;
+            // Never freed: see the destructor.
+            module = loaded.release();
             return;
         }
-        FreeLibrary(loaded);
-        Logger::Write(Logger::WarnLevel, L"",
+        Logger::Write(Logger::WarnLevel,
                       L"WinSparkle.dll lacks the update functions; updates can't be checked");
         return;
     }
-    Logger::Write(Logger::WarnLevel, L"",
+    Logger::Write(Logger::WarnLevel,
                   L"WinSparkle.dll could not be loaded; updates can't be checked");
 }
 

@@ -4,7 +4,7 @@
 #include "app/paths.h"
 #include "app/file_system.h"
 #include "engine/links.h"
-#include "engine/resources.h"
+#include "engine/embedded_resources.h"
 #include "engine/simbase.h"
 #include "platform/fs.h"
 

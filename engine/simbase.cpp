@@ -1,7 +1,7 @@
 #include "engine/simbase.h"
 
 #include "app/logger.h"
-#include "engine/resources.h"
+#include "engine/embedded_resources.h"
 #include "platform/fs.h"
 #include "resources/resource.h"
 
@@ -61,7 +61,7 @@ bool CreateSimBaseDocument(std::wstring path, std::wstring type, std::uint32_t v
     };
     for (const Template& candidate : templates) {
         if (candidate.version == version && type == candidate.type)
-            return ExtractResource(candidate.resource, path, ResourceType::RcData);
+            return ExtractResource(candidate.resource, path, platform::ResourceType::RcData);
     }
     Log(Logger::ErrorLevel, L"Invalid SimBase document version or type");
     return false;

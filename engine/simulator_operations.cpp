@@ -9,7 +9,7 @@
 #include "engine/backup.h"
 #include "engine/links.h"
 #include "engine/registry_backup.h"
-#include "engine/resources.h"
+#include "engine/embedded_resources.h"
 #include "platform/fs.h"
 #include "resources/resource.h"
 
@@ -89,7 +89,7 @@ bool GenericSimulator::Disable(std::shared_ptr<GenericSimulator> target) {
     if (HasLocation()) {
         const std::wstring program = GetFolder(RootExecutable);
         if (FileBackup(program, false))
-            ExtractResource(IDR_LAUNCHER_STUB, program, ResourceType::RcData);
+            ExtractResource(IDR_LAUNCHER_STUB, program, platform::ResourceType::RcData);
         else
             logger.Warn(L"Failed to disable " + program);
         // The entries of what is installed in this simulator's own folder.

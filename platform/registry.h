@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 
 namespace platform::registry {
 
@@ -38,9 +39,42 @@ using KeyHandle = Key*;
 
 // Opens (create false) or opens-or-creates with all missing parents (create true)
 // the key `path` below `hive` with full access in the view that `wow32` selects.
-// Returns null on failure and reports nothing else.
-KeyHandle OpenKey(Hive hive, const std::wstring& path, bool wow32, bool create);
+// Returns null on failure; `status`, when given, receives the call's status.
+KeyHandle OpenKey(Hive hive, const std::wstring& path, bool wow32, bool create,
+                  Status* status = nullptr);
 void CloseKey(KeyHandle key);
+
+// An open key that is closed when its owner goes; moved, never copied. A failed
+// open leaves the owner empty with the status of the failure.
+class UniqueKey {
+public:
+    UniqueKey() = default;
+    UniqueKey(Hive hive, const std::wstring& path, bool wow32, bool create)
+        : key(OpenKey(hive, path, wow32, create, &status)) {}
+    ~UniqueKey() { reset(); }
+    UniqueKey(const UniqueKey&) = delete;
+    UniqueKey& operator=(const UniqueKey&) = delete;
+    UniqueKey(UniqueKey&& other) noexcept
+        : key(std::exchange(other.key, nullptr)), status(other.status) {}
+    UniqueKey& operator=(UniqueKey&& other) noexcept {
+        if (this != &other) {
+            reset();
+            key = std::exchange(other.key, nullptr);
+            status = other.status;
+        }
+        return *this;
+    }
+
+    KeyHandle get() const { return key; }
+    explicit operator bool() const { return key != nullptr; }
+    // The status of the open: kSuccess for an open key.
+    Status OpenStatus() const { return status; }
+    void reset() { CloseKey(std::exchange(key, nullptr)); }
+
+private:
+    KeyHandle key = nullptr;
+    Status status = kInvalidHandle;
+};
 
 // RegQueryValueExW: with data null only the size is reported. A buffer smaller
 // than the value gives kMoreData and the needed size.

@@ -8,10 +8,7 @@ BaseWindow::BaseWindow() : handle(nullptr) {
     SetWindowLongPtrW(handle, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
 }
 
-BaseWindow::~BaseWindow() {
-    for (HGDIOBJ image : images)
-        DeleteObject(image);
-}
+BaseWindow::~BaseWindow() = default;
 
 void BaseWindow::Attach(HWND window) {
     handle = window;
@@ -70,9 +67,9 @@ HICON BaseWindow::LoadIcon(std::uint16_t id, int width, int height) {
 }
 
 HBITMAP BaseWindow::LoadBitmap(std::uint16_t id, int width, int height, UINT flags) {
-    HANDLE image = LoadImageW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(id), IMAGE_BITMAP,
-                              width, height, flags);
+    auto* image = static_cast<HBITMAP>(LoadImageW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(id),
+                                                  IMAGE_BITMAP, width, height, flags));
     if (image != nullptr && (flags & LR_SHARED) == 0)
-        images.insert(image);
-    return static_cast<HBITMAP>(image);
+        images.emplace_back(image);
+    return image;
 }

@@ -2,11 +2,13 @@
 // window's user data, with the few window calls that every dialog and control uses.
 #pragma once
 
+#include "platform/win32/unique_handle.h"
+
 #include <windows.h>
 
 #include <cstdint>
 #include <string>
-#include <unordered_set>
+#include <vector>
 
 class BaseWindow {
 public:
@@ -38,6 +40,6 @@ public:
     HBITMAP LoadBitmap(std::uint16_t id, int width, int height, UINT flags);
 
 protected:
-    std::unordered_set<HGDIOBJ> images;
+    std::vector<platform::win32::UniqueGdiObject<HBITMAP>> images;
     HWND handle;
 };

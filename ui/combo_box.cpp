@@ -1,4 +1,5 @@
 #include "ui/combo_box.h"
+#include "platform/win32/unique_handle.h"
 
 #include <algorithm>
 #include <vector>
@@ -115,27 +116,25 @@ LRESULT CALLBACK ComboBox::ComboDrawProc(HWND window, UINT message, WPARAM wPara
         GetObjectW(reinterpret_cast<HFONT>(SendMessageW(window, WM_GETFONT, 0, 0)),
                    sizeof description, &description);
         description.lfItalic = 1;
-        HFONT italic = CreateFontIndirectW(&description);
-        SelectObject(context, italic);
+        const platform::win32::UniqueGdiObject<HFONT> italic(CreateFontIndirectW(&description));
+        SelectObject(context, italic.get());
         SetTextColor(context, GetSysColor(selected ? COLOR_HIGHLIGHTTEXT : COLOR_GRAYTEXT));
         // The whole buffer, not only the text in it.
         ExtTextOutW(context, 4 * gap, y, ETO_OPAQUE | ETO_CLIPPED, &draw->rcItem, cue.data(),
                     static_cast<UINT>(cue.size()), nullptr);
-        // The font is deleted while still selected and the old one is not selected
-        // back; the next draw selects a new one.
-        DeleteObject(italic);
+        // The font is deleted here, at the end of this branch, while still selected;
+        // the old one is not selected back, and the next draw selects a new one.
     }
 
     SetTextColor(context, oldText);
     SetBkColor(context, oldBackground);
 
     if (bitmap != nullptr) {
-        HDC memory = CreateCompatibleDC(context);
-        if (memory == nullptr)
+        const platform::win32::UniqueMemoryDc memory(CreateCompatibleDC(context));
+        if (!memory)
             return 0;
-        SelectObject(memory, bitmap);
-        BitBlt(context, gap, draw->rcItem.top, size, size, memory, 0, 0, SRCCOPY);
-        DeleteDC(memory);
+        SelectObject(memory.get(), bitmap);
+        BitBlt(context, gap, draw->rcItem.top, size, size, memory.get(), 0, 0, SRCCOPY);
     }
     if ((draw->itemState & ODS_FOCUS) != 0)
         DrawFocusRect(context, &draw->rcItem);

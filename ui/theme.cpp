@@ -3,8 +3,6 @@
 Theme::~Theme() {
     if (theme != nullptr)
         CloseThemeData(theme);
-    for (HGDIOBJ font : fonts)
-        DeleteObject(font);
 }
 
 void Theme::Open(HWND window, const wchar_t* classList) {
@@ -23,6 +21,6 @@ HFONT Theme::CreateFont(int part, int state, int property, HDC deviceContext) {
     LOGFONTW description{};
     GetThemeFont(theme, deviceContext, part, state, property, &description);
     HFONT font = CreateFontIndirectW(&description);
-    fonts.insert(font);
+    fonts.emplace_back(font);
     return font;
 }

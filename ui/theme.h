@@ -2,11 +2,13 @@
 // theme the colours are 0 and the fonts come from a cleared LOGFONTW.
 #pragma once
 
+#include "platform/win32/unique_handle.h"
+
 #include <windows.h>
 
 #include <uxtheme.h>
 
-#include <unordered_set>
+#include <vector>
 
 class Theme {
 public:
@@ -23,5 +25,5 @@ public:
 
 private:
     HTHEME theme = nullptr;
-    std::unordered_set<HGDIOBJ> fonts;
+    std::vector<platform::win32::UniqueGdiObject<HFONT>> fonts;
 };

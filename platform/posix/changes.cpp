@@ -1,6 +1,7 @@
 // The count of changes made through the POSIX backend, and the cut or the failure
 // at a chosen one.
 #include "platform/posix/host.h"
+#include "platform/posix/test_hooks.h"
 
 #include <cerrno>
 #include <csignal>

@@ -6,6 +6,7 @@
 // and ".." are listed like any other item. Windows also matches the generated
 // short (8.3) names, so that "*.htm" finds "page.html" there; the host has no
 // short names and this backend does not make them up.
+#include "app/text.h"
 #include "platform/find.h"
 #include "platform/posix/host.h"
 
@@ -13,10 +14,6 @@
 
 namespace platform {
 namespace {
-
-wchar_t Fold(wchar_t c) {
-    return c >= L'a' && c <= L'z' ? static_cast<wchar_t>(c - L'a' + L'A') : c;
-}
 
 // Iterative wildcard match with one point of return for the last *.
 bool Matches(const std::wstring& mask, const std::wstring& name) {
@@ -28,7 +25,7 @@ bool Matches(const std::wstring& mask, const std::wstring& name) {
         if (m < mask.size() && mask[m] == L'*') {
             starMask = m++;
             starName = n;
-        } else if (m < mask.size() && (mask[m] == L'?' || Fold(mask[m]) == Fold(name[n]))) {
+        } else if (m < mask.size() && (mask[m] == L'?' || FoldCase(mask[m]) == FoldCase(name[n]))) {
             ++m;
             ++n;
         } else if (starMask != std::wstring::npos) {

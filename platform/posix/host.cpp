@@ -1,4 +1,5 @@
 #include "platform/posix/host.h"
+#include "platform/posix/test_hooks.h"
 #include "platform/types.h"
 
 #include <algorithm>

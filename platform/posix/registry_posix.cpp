@@ -4,7 +4,9 @@
 // folded form, as the Windows registry matches them without regard to case.
 // Writes go through SQLite transactions in WAL mode, so the store survives a
 // killed process and can be shared by several processes at once.
+#include "app/text.h"
 #include "platform/posix/host.h"
+#include "platform/posix/test_hooks.h"
 #include "platform/registry.h"
 
 #include <sqlite3.h>
@@ -29,15 +31,9 @@ namespace {
 using posix::FromUtf8;
 using posix::ToUtf8;
 
-// Case folding for names: ASCII and the Latin-1 letters, which covers the names
-// that simulators and installers use.
+// Names compare as the registry compares them, in ASCII and the Latin-1 letters.
 std::wstring Fold(const std::wstring& name) {
-    std::wstring folded = name;
-    for (wchar_t& c : folded) {
-        if ((c >= L'a' && c <= L'z') || (c >= 0xE0 && c <= 0xFE && c != 0xF7))
-            c = static_cast<wchar_t>(c - 0x20);
-    }
-    return folded;
+    return FoldCase(name, FoldedLetters::Latin1);
 }
 
 std::uint64_t NowAsFileTime() {
@@ -307,7 +303,10 @@ void CopySubtree(sqlite3_int64 from, sqlite3_int64 to) {
 
 } // namespace
 
-KeyHandle OpenKey(Hive hive, const std::wstring& path, bool wow32, bool create) {
+KeyHandle OpenKey(Hive hive, const std::wstring& path, bool wow32, bool create, Status* status) {
+    Status ignored = kSuccess;
+    Status& result = status != nullptr ? *status : ignored;
+    result = kAccessDenied;
     if (Db() == nullptr)
         return nullptr;
     std::vector<std::wstring> parts = Components(path);
@@ -328,9 +327,12 @@ KeyHandle OpenKey(Hive hive, const std::wstring& path, bool wow32, bool create) 
             transaction.Commit();
     } else {
         id = Resolve(hiveId, parts, false);
+        if (id == 0)
+            result = kFileNotFound;
     }
     if (id == 0)
         return nullptr;
+    result = kSuccess;
     return new Key{id};
 }
 

@@ -14,24 +14,18 @@ namespace {
 const wchar_t kAdministratorsOnly[] = L"D:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;0x1200a9;;;BU)";
 
 // A security descriptor that LocalFree releases.
-struct LocalDescriptor {
-    PSECURITY_DESCRIPTOR value = nullptr;
-    LocalDescriptor() = default;
-    LocalDescriptor(const LocalDescriptor&) = delete;
-    LocalDescriptor& operator=(const LocalDescriptor&) = delete;
-    ~LocalDescriptor() { LocalFree(value); }
-};
+using LocalDescriptor = win32::UniqueLocalMemory<void>;
 
 // The access list of kAdministratorsOnly, owned by `descriptor`.
 PACL WantedList(LocalDescriptor& descriptor, DWORD& error) {
     if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(kAdministratorsOnly, SDDL_REVISION_1,
-                                                              &descriptor.value, nullptr)) {
+                                                              descriptor.put(), nullptr)) {
         error = GetLastError();
         return nullptr;
     }
     BOOL present = FALSE, defaulted = FALSE;
     PACL list = nullptr;
-    GetSecurityDescriptorDacl(descriptor.value, &present, &list, &defaulted);
+    GetSecurityDescriptorDacl(descriptor.get(), &present, &list, &defaulted);
     return list;
 }
 
@@ -58,12 +52,12 @@ bool IsRestrictedToAdministrators(const std::wstring& folder) {
     PACL list = nullptr;
     if (wantedList == nullptr ||
         GetNamedSecurityInfoW(folder.c_str(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr,
-                              nullptr, &list, nullptr, &present.value) != ERROR_SUCCESS ||
+                              nullptr, &list, nullptr, present.put()) != ERROR_SUCCESS ||
         list == nullptr)
         return false;
     SECURITY_DESCRIPTOR_CONTROL control = 0;
     DWORD revision = 0;
-    if (!GetSecurityDescriptorControl(present.value, &control, &revision) ||
+    if (!GetSecurityDescriptorControl(present.get(), &control, &revision) ||
         (control & SE_DACL_PROTECTED) == 0 || list->AceCount != wantedList->AceCount)
         return false;
     // The same entries in the same order; only the mark of an inherited entry may differ.

@@ -1,19 +1,17 @@
 #include "platform/find.h"
-
-#include <windows.h>
+#include "platform/win32/unique_handle.h"
 
 namespace platform {
 
 bool FindFileNames(const std::wstring& pattern, std::vector<std::wstring>& names) {
     names.clear();
     WIN32_FIND_DATAW data;
-    HANDLE find = FindFirstFileW(pattern.c_str(), &data);
-    if (find == INVALID_HANDLE_VALUE)
+    const win32::UniqueFind find(FindFirstFileW(pattern.c_str(), &data));
+    if (!find)
         return false;
     do {
         names.emplace_back(data.cFileName);
-    } while (FindNextFileW(find, &data));
-    FindClose(find);
+    } while (FindNextFileW(find.get(), &data));
     return true;
 }
 

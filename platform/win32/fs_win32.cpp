@@ -27,7 +27,7 @@ bool FollowedAttributes(const std::wstring& path, BY_HANDLE_FILE_INFORMATION& in
     win32::UniqueHandle file(CreateFileW(
         path.c_str(), FILE_READ_ATTRIBUTES, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
         nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
-    if (!file.Valid()) {
+    if (!file) {
         error = GetLastError();
         return false;
     }
@@ -53,16 +53,17 @@ SystemError RemoveTreeW(const std::wstring& path) {
     }
     if (!link) {
         WIN32_FIND_DATAW found{};
-        HANDLE search = FindFirstFileW((path + L"\\*").c_str(), &found);
-        if (search != INVALID_HANDLE_VALUE) {
+        win32::UniqueFind search(FindFirstFileW((path + L"\\*").c_str(), &found));
+        if (search) {
             SystemError failure;
             do {
                 const std::wstring name = found.cFileName;
                 if (name == L"." || name == L"..")
                     continue;
                 failure = RemoveTreeW(path + L"\\" + name);
-            } while (!failure.Failed() && FindNextFileW(search, &found));
-            FindClose(search);
+            } while (!failure.Failed() && FindNextFileW(search.get(), &found));
+            // The search ends before the folder itself is removed.
+            search.reset();
             if (failure.Failed())
                 return failure;
         }
@@ -105,14 +106,13 @@ bool IsFolder(const std::wstring& path) {
 
 bool IsSymbolicLink(const std::wstring& path) {
     WIN32_FIND_DATAW found{};
-    HANDLE search = FindFirstFileW(path.c_str(), &found);
-    if (search == INVALID_HANDLE_VALUE) {
+    const win32::UniqueFind search(FindFirstFileW(path.c_str(), &found));
+    if (!search) {
         const DWORD error = GetLastError();
         if (IsAbsent(error))
             return false;
         Raise("is_symlink", path, error);
     }
-    FindClose(search);
     return (found.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 &&
            found.dwReserved0 == IO_REPARSE_TAG_SYMLINK;
 }
@@ -187,8 +187,8 @@ bool IsFolderEmpty(const std::wstring& path) {
         pattern += L'\\';
     pattern += L'*';
     WIN32_FIND_DATAW found{};
-    HANDLE search = FindFirstFileW(pattern.c_str(), &found);
-    if (search == INVALID_HANDLE_VALUE) {
+    const win32::UniqueFind search(FindFirstFileW(pattern.c_str(), &found));
+    if (!search) {
         const DWORD error = GetLastError();
         // A folder without even "." and ".." (the root of a drive) that has no
         // entries reports that nothing matched.
@@ -203,8 +203,7 @@ bool IsFolderEmpty(const std::wstring& path) {
             empty = false;
             break;
         }
-    } while (FindNextFileW(search, &found));
-    FindClose(search);
+    } while (FindNextFileW(search.get(), &found));
     return empty;
 }
 
@@ -276,7 +275,7 @@ bool ReadSymbolicLinkTarget(const std::wstring& path, std::wstring& target) {
     win32::UniqueHandle link(CreateFileW(
         path.c_str(), FILE_READ_ATTRIBUTES, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
         nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
-    if (!link.Valid())
+    if (!link)
         return false;
     std::vector<unsigned char> buffer(MAXIMUM_REPARSE_DATA_BUFFER_SIZE);
     DWORD returned = 0;

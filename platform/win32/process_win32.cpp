@@ -10,7 +10,7 @@ namespace platform {
 ProcessListResult ListProcessNames(std::vector<std::wstring>& exeNames) {
     exeNames.clear();
     win32::UniqueHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
-    if (snapshot.get() == INVALID_HANDLE_VALUE)
+    if (!snapshot)
         return ProcessListResult::SnapshotFailed;
     PROCESSENTRY32W entry;
     ZeroMemory(&entry, sizeof entry);

@@ -18,14 +18,16 @@ HKEY Root(Hive hive) {
 
 } // namespace
 
-KeyHandle OpenKey(Hive hive, const std::wstring& path, bool wow32, bool create) {
+KeyHandle OpenKey(Hive hive, const std::wstring& path, bool wow32, bool create, Status* status) {
     const REGSAM access = KEY_ALL_ACCESS | (wow32 ? KEY_WOW64_32KEY : KEY_WOW64_64KEY);
     HKEY key = nullptr;
-    LSTATUS status = create
-                         ? RegCreateKeyExW(Root(hive), path.c_str(), 0, nullptr,
-                                           REG_OPTION_NON_VOLATILE, access, nullptr, &key, nullptr)
-                         : RegOpenKeyExW(Root(hive), path.c_str(), 0, access, &key);
-    return status == ERROR_SUCCESS ? FromHkey(key) : nullptr;
+    const LSTATUS opened =
+        create ? RegCreateKeyExW(Root(hive), path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE,
+                                 access, nullptr, &key, nullptr)
+               : RegOpenKeyExW(Root(hive), path.c_str(), 0, access, &key);
+    if (status != nullptr)
+        *status = opened;
+    return opened == ERROR_SUCCESS ? FromHkey(key) : nullptr;
 }
 
 void CloseKey(KeyHandle key) {

@@ -1,8 +1,7 @@
 // Win32 backend of the resources: the running program's own image (module handle
 // null) and the resource update functions.
 #include "platform/resources.h"
-
-#include <windows.h>
+#include "platform/win32/unique_handle.h"
 
 namespace platform {
 
@@ -54,8 +53,8 @@ SharedOutputFile::SharedOutputFile(const std::wstring& path)
                       CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr))) {}
 
 SharedOutputFile::~SharedOutputFile() {
-    if (IsOpen())
-        CloseHandle(AsHandle(handle));
+    // Taken over here and closed with the owner, if the file was opened at all.
+    const win32::UniqueHandle owned(AsHandle(handle));
 }
 
 bool SharedOutputFile::IsOpen() const {

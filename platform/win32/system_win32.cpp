@@ -11,14 +11,13 @@ namespace platform {
 
 namespace win32 {
 std::wstring SystemText(DWORD code) {
-    wchar_t* buffer = nullptr;
+    UniqueLocalMemory<wchar_t> buffer;
     const DWORD length = FormatMessageW(
         FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
-        nullptr, code, 0, reinterpret_cast<wchar_t*>(&buffer), 0, nullptr);
+        nullptr, code, 0, reinterpret_cast<wchar_t*>(buffer.put()), 0, nullptr);
     std::wstring text;
-    if (length != 0 && buffer != nullptr)
-        text.assign(buffer, length);
-    LocalFree(buffer);
+    if (length != 0 && buffer)
+        text.assign(buffer.get(), length);
     while (!text.empty() && (text.back() == L'\n' || text.back() == L'\r' || text.back() == L' '))
         text.pop_back();
     if (text.empty())
@@ -33,11 +32,10 @@ std::wstring KnownFolderPath(const Guid& id) {
     GUID folder;
     static_assert(sizeof folder == sizeof id);
     std::memcpy(&folder, &id, sizeof folder);
-    wchar_t* path = nullptr;
+    win32::UniqueCoTaskMemory<wchar_t> path;
     std::wstring result;
-    if (SUCCEEDED(SHGetKnownFolderPath(folder, 0, nullptr, &path))) {
-        result = path;
-        CoTaskMemFree(path);
+    if (SUCCEEDED(SHGetKnownFolderPath(folder, 0, nullptr, path.put()))) {
+        result = path.get();
         return result;
     }
     // No text can be formed and no caller has a failure path: the process ends
@@ -48,16 +46,15 @@ std::wstring KnownFolderPath(const Guid& id) {
 }
 
 MutexResult CreateNamedMutex(const std::wstring& name) {
-    HANDLE mutex = CreateMutexW(nullptr, FALSE, name.c_str());
+    win32::UniqueHandle mutex(CreateMutexW(nullptr, FALSE, name.c_str()));
     const DWORD error = GetLastError();
-    if (mutex == nullptr)
+    if (!mutex)
         return MutexResult::Failed;
-    if (error == ERROR_ALREADY_EXISTS) {
-        CloseHandle(mutex);
+    if (error == ERROR_ALREADY_EXISTS)
         return MutexResult::AlreadyExists;
-    }
     // The handle is never closed: holding the name for the life of the process is
     // the whole guard.
+    mutex.release();
     return MutexResult::Created;
 }
 

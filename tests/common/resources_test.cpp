@@ -1,7 +1,7 @@
 // The embedded resources on each build: what ExtractResource writes, what PatchToFSX
 // does to real executables, and the resources that the program's file carries.
 #include "app/machine_queries.h"
-#include "engine/resources.h"
+#include "engine/embedded_resources.h"
 #include "resources/resource.h"
 #include "support/sandbox.h"
 
@@ -22,6 +22,8 @@
 
 #include <LIEF/PE.hpp>
 #endif
+
+using platform::ResourceType;
 
 namespace {
 

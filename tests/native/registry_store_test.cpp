@@ -2,6 +2,7 @@
 // wrong, a reopened connection and a second process.
 #include "app/registry_key.h"
 #include "platform/posix/host.h"
+#include "platform/posix/test_hooks.h"
 #include "support/sandbox.h"
 
 #include <gtest/gtest.h>

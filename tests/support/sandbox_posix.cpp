@@ -2,6 +2,7 @@
 
 #include "platform/fs.h"
 #include "platform/posix/host.h"
+#include "platform/posix/test_hooks.h"
 
 #include <cstdlib>
 #include <cwchar>

@@ -1,6 +1,6 @@
 // What only Windows shows of the embedded resources: sharing on the file that
 // ExtractResource opens, and a patched program that still starts.
-#include "engine/resources.h"
+#include "engine/embedded_resources.h"
 #include "resources/resource.h"
 #include "support/sandbox.h"
 
@@ -9,6 +9,8 @@
 #include <windows.h>
 
 #include <string>
+
+using platform::ResourceType;
 
 namespace {
 

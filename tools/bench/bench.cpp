@@ -37,6 +37,7 @@
 #include <windows.h>
 #else
 #include "platform/posix/host.h"
+#include "platform/posix/test_hooks.h"
 
 #include <sys/resource.h>
 #include <sys/stat.h>

@@ -32,6 +32,7 @@
 #include "engine/backup.h"
 #include "engine/switch_target.h"
 #include "platform/posix/host.h"
+#include "platform/posix/test_hooks.h"
 #include "simulators/catalogue.h"
 #include "tools/machine/machine_snapshot.h"
 #include "tools/machine/recording_host.h"

@@ -1,5 +1,6 @@
 #include "tools/machine/machine_snapshot.h"
 
+#include "app/text.h"
 #include "platform/find.h"
 #include "platform/fs.h"
 #include "platform/registry.h"
@@ -13,12 +14,9 @@ namespace reg = platform::registry;
 
 namespace {
 
+// Names fold as the registry store folds them, so that one key is one entry.
 std::wstring Fold(const std::wstring& text) {
-    std::wstring folded = text;
-    for (wchar_t& c : folded)
-        if ((c >= L'a' && c <= L'z') || (c >= 0xE0 && c <= 0xFE && c != 0xF7))
-            c = static_cast<wchar_t>(c - 0x20);
-    return folded;
+    return FoldCase(text, FoldedLetters::Latin1);
 }
 
 std::wstring Hex64(std::uint64_t value) {

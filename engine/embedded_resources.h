@@ -7,12 +7,10 @@
 #include <cstdint>
 #include <string>
 
-using ResourceType = platform::ResourceType;
-
 // Writes the embedded resource `id` of `type` to `path`, byte for byte, creating
 // the file or replacing what it held. No folder is created. True when the file was
 // opened and written to; the write itself is not checked.
-bool ExtractResource(std::uint32_t id, std::wstring path, ResourceType type);
+bool ExtractResource(std::uint32_t id, std::wstring path, platform::ResourceType type);
 
 // Writes the embedded Flight Simulator X version block into the executable at
 // `path` as its version resource 1, language 1033. Every other resource of the

@@ -1,9 +1,11 @@
-#include "engine/resources.h"
+#include "engine/embedded_resources.h"
 
 #include "app/logger.h"
 #include "resources/resource.h"
 
 namespace {
+
+using platform::ResourceType;
 
 // English (United States), the language of every resource that the program writes.
 constexpr std::uint16_t kLanguage = 1033;
