@@ -9,8 +9,8 @@
 #include <vector>
 
 Logger::Logger()
-    : levelNames{{0, L"TRACE"}, {1, L"DEBUG"}, {2, L"INFO"},
-                 {3, L"WARN"},  {4, L"ERROR"}, {5, L"FATAL"}},
+    : levelNames{{TraceLevel, L"TRACE"}, {DebugLevel, L"DEBUG"}, {InfoLevel, L"INFO"},
+                 {WarnLevel, L"WARN"},   {ErrorLevel, L"ERROR"}, {FatalLevel, L"FATAL"}},
       clock(&platform::LocalTime) {
     (void)nameWidth;
 }
@@ -118,4 +118,19 @@ void Logger::Lose() {
         }
     }
     setstate(std::ios_base::failbit);
+}
+
+std::wstring FailureText(const std::wstring& action, const std::wstring& item,
+                         const std::wstring& reason) {
+    return L"Failed to " + action + L" " + item + L", reason: " + reason;
+}
+
+std::wstring FailureText(const std::wstring& action, const std::wstring& from,
+                         const std::wstring& to, const std::wstring& reason) {
+    return FailureText(action, from + L" -> " + to, reason);
+}
+
+std::wstring OperationBanner(const std::wstring& title, const std::wstring& operation,
+                             bool start) {
+    return L"--- " + title + L" " + operation + (start ? L" start ---" : L" end ---");
 }

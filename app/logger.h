@@ -12,7 +12,9 @@
 class Logger : public std::basic_ofstream<wchar_t> {
 public:
     enum Level {
-        Trace = 0,
+        TraceLevel = 0,
+        // The first name of TraceLevel, still known to code outside the program.
+        Trace = TraceLevel,
         DebugLevel = 1,
         InfoLevel = 2,
         WarnLevel = 3,
@@ -75,3 +77,15 @@ private:
     std::map<int, std::wstring> levelNames;
     Clock clock;
 };
+
+// The texts of the log's recurring lines, each formed here and nowhere else.
+// "Failed to <action> <item>, reason: <reason>"
+std::wstring FailureText(const std::wstring& action, const std::wstring& item,
+                         const std::wstring& reason);
+// "Failed to <action> <from> -> <to>, reason: <reason>"
+std::wstring FailureText(const std::wstring& action, const std::wstring& from,
+                         const std::wstring& to, const std::wstring& reason);
+// "--- <title> <operation> start ---" where an operation on a simulator begins,
+// "--- <title> <operation> end ---" where it has run to its end.
+std::wstring OperationBanner(const std::wstring& title, const std::wstring& operation,
+                             bool start);

@@ -10,10 +10,10 @@ bool IsProcessRunning(std::wstring name, bool fallback) {
     std::vector<std::wstring> exeNames;
     switch (platform::ListProcessNames(exeNames)) {
     case platform::ProcessListResult::SnapshotFailed:
-        Logger::Write(Logger::ErrorLevel, L"", L"Failed to list running processes");
+        Logger::Write(Logger::ErrorLevel, L"Failed to list running processes");
         return fallback;
     case platform::ProcessListResult::FirstEntryFailed:
-        Logger::Write(Logger::ErrorLevel, L"", L"Failed to retrieve process information");
+        Logger::Write(Logger::ErrorLevel, L"Failed to retrieve process information");
         return fallback;
     case platform::ProcessListResult::Listed:
         break;

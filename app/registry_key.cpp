@@ -10,10 +10,6 @@ namespace reg = platform::registry;
 
 namespace {
 
-void Log(int level, const std::wstring& text) {
-    Logger::Write(level, L"", text);
-}
-
 // The raw handles of a tree move are deliberately never closed, on no path: they
 // leak and stay open until the process ends. They are only remembered here so
 // that a leak checker sees them as still reachable; nothing ever reads the list.
@@ -178,25 +174,26 @@ std::wstring RegistryKey::LastWriteTimeText() const {
 bool Rename(RegistryHive sourceHive, std::wstring sourcePath, bool sourceWow32,
             RegistryHive destinationHive, std::wstring destinationPath, bool destinationWow32,
             bool overwrite) {
-    Log(Logger::Trace, L"Rename");
+    Logger::Write(Logger::TraceLevel, L"Rename");
     if (sourcePath.empty()) {
-        Log(Logger::WarnLevel, L"Source path is empty");
+        Logger::Write(Logger::WarnLevel, L"Source path is empty");
         return false;
     }
     if (destinationPath.empty()) {
-        Log(Logger::WarnLevel, L"Destination path is empty");
+        Logger::Write(Logger::WarnLevel, L"Destination path is empty");
         return false;
     }
     if (!RegistryKey::Exists(sourceHive, sourcePath, sourceWow32)) {
-        Log(Logger::WarnLevel, L"Source key does not exist");
+        Logger::Write(Logger::WarnLevel, L"Source key does not exist");
         return false;
     }
     if (!overwrite && RegistryKey::Exists(destinationHive, destinationPath, destinationWow32)) {
-        Log(Logger::DebugLevel, L"Destination key exists, but overwriting is not allowed");
+        Logger::Write(Logger::DebugLevel,
+                      L"Destination key exists, but overwriting is not allowed");
         return false;
     }
     if (overwrite) {
-        Log(Logger::DebugLevel, L"Deleting destination tree");
+        Logger::Write(Logger::DebugLevel, L"Deleting destination tree");
         // No view here: the delete acts in the process's own (64-bit) view even
         // for a 32-bit destination, so an existing 32-bit key survives and the
         // copy merges into it. The result does not matter.
@@ -208,8 +205,8 @@ bool Rename(RegistryHive sourceHive, std::wstring sourcePath, bool sourceWow32,
     const reg::KeyHandle source =
         LeftOpen(reg::OpenKey(sourceHive, sourcePath, sourceWow32, false));
     if (reg::CopyTree(source, L"", destination) != reg::kSuccess) {
-        Log(Logger::WarnLevel, L"Failed to copy registry tree\nSource: " + sourcePath +
-                                   L"\nDestination: " + destinationPath);
+        Logger::Write(Logger::WarnLevel, L"Failed to copy registry tree\nSource: " + sourcePath +
+                                             L"\nDestination: " + destinationPath);
         return false;
     }
 
@@ -219,9 +216,9 @@ bool Rename(RegistryHive sourceHive, std::wstring sourcePath, bool sourceWow32,
     const reg::KeyHandle parent =
         LeftOpen(reg::OpenKey(sourceHive, parentPath, sourceWow32, false));
     if (reg::DeleteTree(parent, name) != reg::kSuccess) {
-        Log(Logger::WarnLevel, L"Failed to delete registry tree " + sourcePath);
+        Logger::Write(Logger::WarnLevel, L"Failed to delete registry tree " + sourcePath);
         return false;
     }
-    Log(Logger::Trace, L"Rename OK");
+    Logger::Write(Logger::TraceLevel, L"Rename OK");
     return true;
 }

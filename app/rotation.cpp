@@ -17,10 +17,9 @@ bool RotateNumbered(std::wstring folder, std::wstring stem, std::wstring extensi
     const auto destination = [&](std::int32_t n) { return PathJoin(folder, numbered(n)); };
     // The first pass removes, every other one moves.
     const auto fail = [&](std::int32_t n, const std::wstring& reason) {
-        Logger::Write(Logger::ErrorLevel, L"",
-                      n == limit ? L"Failed to delete " + source(n) + L", reason: " + reason
-                                 : L"Failed to move " + source(n) + L" -> " + destination(n) +
-                                       L", reason: " + reason);
+        Logger::Write(Logger::ErrorLevel,
+                      n == limit ? FailureText(L"delete", source(n), reason)
+                                 : FailureText(L"move", source(n), destination(n), reason));
         return false;
     };
     // Nothing is moved or removed through a link: one at the folder or at any name

@@ -25,13 +25,13 @@ bool Prepar3D::UsesFileLinks() const {
 
 bool Prepar3D::Activate() {
     // These lines stand a level below the INFO lines of the other operations.
-    Logger::Write(Logger::Trace, L"--- " + title + L" activate start ---");
+    Logger::Write(Logger::TraceLevel, OperationBanner(title, L"activate", true));
     const std::wstring program = GetFolder(RootExecutable);
     const std::wstring copy = PathJoin(PathParent(program), kCopyName);
     // A copy from an earlier activation is replaced; a failure ends the switch here.
     CopyFileOrRaise(program, copy, true);
     if (!PatchToFSX(copy))
-        logger.Warn(L"Failed to patch " + copy);
+        Logger::Write(Logger::WarnLevel, L"Failed to patch " + copy);
 
     struct Document {
         SimulatorFolder folder;
@@ -59,12 +59,12 @@ bool Prepar3D::Activate() {
                 CreateFileLink(PathJoin(linkFolder, name), PathJoin(realFolder, name));
         }
     }
-    Logger::Write(Logger::Trace, L"--- " + title + L" activate end ---");
+    Logger::Write(Logger::TraceLevel, OperationBanner(title, L"activate", false));
     return true;
 }
 
 bool Prepar3D::Deactivate() {
-    Logger::Write(Logger::Trace, L"--- " + title + L" deactivate start ---");
+    Logger::Write(Logger::TraceLevel, OperationBanner(title, L"deactivate", true));
     // Without a location the copy is a bare name, relative to the current folder.
     const std::wstring copy = PathJoin(PathParent(GetFolder(RootExecutable)), kCopyName);
     if (platform::Exists(copy))
@@ -80,6 +80,6 @@ bool Prepar3D::Deactivate() {
                 RemoveLink(PathJoin(linkFolder, name));
         }
     }
-    Logger::Write(Logger::Trace, L"--- " + title + L" deactivate end ---");
+    Logger::Write(Logger::TraceLevel, OperationBanner(title, L"deactivate", false));
     return true;
 }

@@ -50,8 +50,7 @@ bool Move(const std::wstring& from, const std::wstring& to) {
     const platform::SystemError failure = platform::MoveItem(from, to);
     if (!failure.Failed())
         return true;
-    Logger::Write(Logger::WarnLevel,
-                  L"Failed to move " + from + L" -> " + to + L", reason: " + failure.text);
+    Logger::Write(Logger::WarnLevel, FailureText(L"move", from, to, failure.text));
     return false;
 }
 
@@ -78,7 +77,7 @@ bool IsInUse(std::wstring path) {
 }
 
 bool FileBackup(std::wstring path, bool overwrite) {
-    Logger::Write(Logger::Trace, L"FileBackup " + path + L" " + OverwriteWord(overwrite));
+    Logger::Write(Logger::TraceLevel, L"FileBackup " + path + L" " + OverwriteWord(overwrite));
     if (!platform::Exists(path))
         return true;
     if (IsInUse(path)) {
@@ -95,7 +94,7 @@ bool FileBackup(std::wstring path, bool overwrite) {
 }
 
 bool FileRestore(std::wstring path, bool overwrite) {
-    Logger::Write(Logger::Trace, L"FileRestore " + path + L" " + OverwriteWord(overwrite));
+    Logger::Write(Logger::TraceLevel, L"FileRestore " + path + L" " + OverwriteWord(overwrite));
     const std::wstring backupPath = GetBackupPath(path);
     if (!platform::Exists(backupPath)) {
         Logger::Write(Logger::InfoLevel,
@@ -113,7 +112,7 @@ bool FileRestore(std::wstring path, bool overwrite) {
     }
     if (platform::Exists(path)) {
         if (!overwrite) {
-            Logger::Write(Logger::Trace,
+            Logger::Write(Logger::TraceLevel,
                           L"Restored file already exists and overwriting is not allowed, "
                           L"skipping file restore");
             return true;
@@ -124,17 +123,17 @@ bool FileRestore(std::wstring path, bool overwrite) {
             Logger::Write(Logger::WarnLevel, L"File is in use, cannot delete " + path);
             return false;
         }
-        Logger::Write(Logger::Trace, L"Restored file already exists and will be overwritten");
+        Logger::Write(Logger::TraceLevel, L"Restored file already exists and will be overwritten");
         RemoveItemOrRaise(path);
     }
     return Move(backupPath, path);
 }
 
 bool FolderBackup(std::wstring path, bool overwrite) {
-    Logger::Write(Logger::Trace, L"FolderBackup " + path + L" " + OverwriteWord(overwrite));
+    Logger::Write(Logger::TraceLevel, L"FolderBackup " + path + L" " + OverwriteWord(overwrite));
     const std::wstring backupPath = GetBackupPath(path);
     if (!platform::Exists(path)) {
-        Logger::Write(Logger::Trace, L"Folder does not exist, skipping " + path);
+        Logger::Write(Logger::TraceLevel, L"Folder does not exist, skipping " + path);
         return true;
     }
     if (platform::IsSymbolicLink(path)) {
@@ -150,33 +149,34 @@ bool FolderBackup(std::wstring path, bool overwrite) {
             Logger::Write(Logger::WarnLevel, L"Backup already exists, cannot back up " + path);
             return false;
         }
-        Logger::Write(Logger::Trace, L"Deleting existing backup folder " + backupPath);
+        Logger::Write(Logger::TraceLevel, L"Deleting existing backup folder " + backupPath);
         RemoveTreeOrRaise(backupPath);
     }
     return Move(path, backupPath);
 }
 
 bool FolderRestore(std::wstring path, bool overwrite) {
-    Logger::Write(Logger::Trace, L"FolderRestore " + path + L" " + OverwriteWord(overwrite));
+    Logger::Write(Logger::TraceLevel, L"FolderRestore " + path + L" " + OverwriteWord(overwrite));
     const std::wstring backupPath = GetBackupPath(path);
     if (IsInUse(path) || IsInUse(backupPath)) {
         Logger::Write(Logger::WarnLevel, L"Folder is in use, cannot restore " + path);
         return false;
     }
     if (platform::IsSymbolicLink(path)) {
-        Logger::Write(Logger::Trace, L"Removing symbolic link");
+        Logger::Write(Logger::TraceLevel, L"Removing symbolic link");
         RemoveItemOrRaise(path);
     }
     if (platform::Exists(path) && overwrite) {
-        Logger::Write(Logger::Trace, L"Restored folder already exists and will be overwritten");
+        Logger::Write(Logger::TraceLevel,
+                      L"Restored folder already exists and will be overwritten");
         RemoveTreeOrRaise(path);
     }
     if (!platform::Exists(backupPath)) {
-        Logger::Write(Logger::Trace, L"Backup folder does not exist");
+        Logger::Write(Logger::TraceLevel, L"Backup folder does not exist");
         // Tidy one level: the parent of the backup is the parent of the path.
         const std::wstring parent = PathParent(backupPath);
         if (platform::Exists(parent) && platform::IsFolderEmpty(parent) && !IsInUse(parent)) {
-            Logger::Write(Logger::Trace, L"Removing parent folder " + parent);
+            Logger::Write(Logger::TraceLevel, L"Removing parent folder " + parent);
             RemoveItemOrRaise(parent);
         }
         return true;

@@ -15,7 +15,7 @@ constexpr std::uint32_t kVersionResourceId = 1;
 // Every message of these two operations stands at TRACE: the callers log what a
 // reader of the log needs.
 void Trace(const std::wstring& text) {
-    Logger::Write(Logger::Trace, std::wstring(), text);
+    Logger::Write(Logger::TraceLevel, text);
 }
 
 // The bytes of an embedded resource, or null after logging why not.

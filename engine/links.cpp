@@ -56,7 +56,7 @@ std::wstring CleanLinkTarget(const std::wstring& target) {
 }
 
 bool CreateDirectoryLink(std::wstring link, std::wstring target) {
-    Logger::Write(Logger::Trace, L"CreateDirectoryLink " + link + L" -> " + target);
+    Logger::Write(Logger::TraceLevel, L"CreateDirectoryLink " + link + L" -> " + target);
     const std::wstring parent = PathParent(link);
     if (!platform::Exists(parent))
         CreateFoldersOrRaise(parent);
@@ -66,40 +66,40 @@ bool CreateDirectoryLink(std::wstring link, std::wstring target) {
         CreateFoldersOrRaise(target);
     const platform::SystemError failure = MakeLink(link, target, kFolderLink);
     if (failure.Failed()) {
-        Logger::Write(Logger::WarnLevel, L"Failed to create directory link " + link + L" -> " +
-                                             target + L", reason: " + failure.text);
+        Logger::Write(Logger::WarnLevel,
+                      FailureText(L"create directory link", link, target, failure.text));
         return false;
     }
     return true;
 }
 
 bool CreateFileLink(std::wstring link, std::wstring target) {
-    Logger::Write(Logger::Trace, L"CreateFileLink " + link + L" -> " + target);
+    Logger::Write(Logger::TraceLevel, L"CreateFileLink " + link + L" -> " + target);
     // The set of files to link is fixed, and a simulator need not have them all.
     if (!platform::Exists(target)) {
-        Logger::Write(Logger::Trace, L"Target does not exist");
+        Logger::Write(Logger::TraceLevel, L"Target does not exist");
         return true;
     }
     if (platform::IsSymbolicLink(link)) {
-        Logger::Write(Logger::Trace, L"A symbolic link already exists, removing");
+        Logger::Write(Logger::TraceLevel, L"A symbolic link already exists, removing");
         RemoveItemOrRaise(link);
     }
     const std::wstring parent = PathParent(link);
     if (!platform::Exists(parent)) {
-        Logger::Write(Logger::Trace, L"Creating folder structure for the link");
+        Logger::Write(Logger::TraceLevel, L"Creating folder structure for the link");
         CreateFoldersOrRaise(parent);
     }
     const platform::SystemError failure = MakeLink(link, target, 0);
     if (failure.Failed()) {
-        Logger::Write(Logger::WarnLevel, L"Failed to create symbolic link " + link + L" -> " +
-                                             target + L", reason: " + failure.text);
+        Logger::Write(Logger::WarnLevel,
+                      FailureText(L"create symbolic link", link, target, failure.text));
         return false;
     }
     return true;
 }
 
 bool RemoveLink(std::wstring path) {
-    Logger::Write(Logger::Trace, L"RemoveLink " + path);
+    Logger::Write(Logger::TraceLevel, L"RemoveLink " + path);
     // The existence test follows the link: a dangling one counts as nothing there
     // and stays.
     if (!platform::Exists(path))
@@ -108,8 +108,7 @@ bool RemoveLink(std::wstring path) {
         return false;
     const platform::SystemError failure = platform::RemoveItem(path);
     if (failure.Failed()) {
-        Logger::Write(Logger::WarnLevel,
-                      L"Failed to remove link " + path + L", reason: " + failure.text);
+        Logger::Write(Logger::WarnLevel, FailureText(L"remove link", path, failure.text));
         return false;
     }
     return true;

@@ -147,7 +147,7 @@ bool PathsOverlap(const std::wstring& first, const std::wstring& second) {
 
 bool RegistryBackup(RegistryHive backupHive, std::wstring backupPath, std::wstring location,
                     bool wow32) {
-    Logger::Write(Logger::Trace,
+    Logger::Write(Logger::TraceLevel,
                   L"RegistryBackup " + location + (wow32 ? L" (32 bit)" : L" (64 bit)"));
     const std::wstring installShield = InstallShieldBase();
 
@@ -186,7 +186,7 @@ bool RegistryBackup(RegistryHive backupHive, std::wstring backupPath, std::wstri
 }
 
 bool RegistryRestore(RegistryHive backupHive, std::wstring backupPath, bool wow32) {
-    Logger::Write(Logger::Trace, L"RegistryRestore");
+    Logger::Write(Logger::TraceLevel, L"RegistryRestore");
     const std::wstring installShield = InstallShieldBase();
     if (!RegistryKey::Exists(backupHive, backupPath, false))
         return true;

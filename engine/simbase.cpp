@@ -11,16 +11,12 @@ namespace {
 
 const wchar_t kDummyComment[] = L"Dummy Launch.Addon entry created by Ferrymark";
 
-void Log(int level, const std::wstring& text) {
-    Logger::Write(level, L"", text);
-}
-
 } // namespace
 
 bool VerifySimBaseDocument(std::wstring path, std::uint32_t /*version*/) {
-    Log(Logger::Trace, L"VerifySimBaseDocument " + path);
+    Logger::Write(Logger::TraceLevel, L"VerifySimBaseDocument " + path);
     if (!platform::Exists(path)) {
-        Log(Logger::Trace, L"Config file does not exist " + path);
+        Logger::Write(Logger::TraceLevel, L"Config file does not exist " + path);
         return false;
     }
     // The default parse keeps neither the declaration nor comments, so a repaired
@@ -30,14 +26,14 @@ bool VerifySimBaseDocument(std::wstring path, std::uint32_t /*version*/) {
     const pugi::xml_parse_result loaded =
         document.load_file(file.c_str(), pugi::parse_default, pugi::encoding_auto);
     if (loaded.status != pugi::status_ok) {
-        Log(Logger::WarnLevel, L"Failed to load " + path);
+        Logger::Write(Logger::WarnLevel, L"Failed to load " + path);
         return false;
     }
     if (document.select_node(L"//SimBase.Document/Launch.Addon").node())
         return true;
     pugi::xml_node root = document.select_node(L"//SimBase.Document").node();
     if (!root) {
-        Log(Logger::WarnLevel, L"Config file is corrupt and cannot be repaired " + path);
+        Logger::Write(Logger::WarnLevel, L"Config file is corrupt and cannot be repaired " + path);
         return false;
     }
     pugi::xml_node entry = root.append_child(L"Launch.Addon");
@@ -63,6 +59,6 @@ bool CreateSimBaseDocument(std::wstring path, std::wstring type, std::uint32_t v
         if (candidate.version == version && type == candidate.type)
             return ExtractResource(candidate.resource, path, platform::ResourceType::RcData);
     }
-    Log(Logger::ErrorLevel, L"Invalid SimBase document version or type");
+    Logger::Write(Logger::ErrorLevel, L"Invalid SimBase document version or type");
     return false;
 }

@@ -19,7 +19,7 @@ std::wstring GenericSimulator::UninstallBackupKey(bool wow32) const {
 }
 
 bool GenericSimulator::Backup(std::wstring backupRoot) {
-    Logger::Write(Logger::InfoLevel, L"--- " + title + L" backup start ---");
+    Logger::Write(Logger::InfoLevel, OperationBanner(title, L"backup", true));
     // The tree stands in the backup base folder; nothing below that is written
     // through a link.
     const std::wstring base = PathParent(backupRoot);
@@ -39,32 +39,32 @@ bool GenericSimulator::Backup(std::wstring backupRoot) {
             else if (!platform::Exists(destination))
                 made = platform::CreateFolders(destination);
             if (made.Failed()) {
-                Logger::Write(Logger::ErrorLevel, L"Failed to create folder " + destination +
-                                                      L", reason: " + made.text);
+                Logger::Write(Logger::ErrorLevel,
+                              FailureText(L"create folder", destination, made.text));
                 continue;
             }
             for (const std::wstring& match : matches) {
                 const std::wstring copy = PathJoin(destination, PathLastComponent(match));
-                Logger::Write(Logger::Trace, L"Copying " + match + L" -> " + copy);
+                Logger::Write(Logger::TraceLevel, L"Copying " + match + L" -> " + copy);
                 // A copy that is already there is an error and stays as it is.
                 const platform::SystemError failure =
                     RefuseLinkOnTheWay(base, copy) ? LinkRefusal()
                                                    : platform::CopyFileTo(match, copy, false);
                 if (failure.Failed())
-                    Logger::Write(Logger::ErrorLevel, L"Failed to copy file folder " + match +
-                                                          L", reason: " + failure.text);
+                    Logger::Write(Logger::ErrorLevel,
+                                  FailureText(L"copy file folder", match, failure.text));
             }
         }
     }
-    Logger::Write(Logger::InfoLevel, L"--- " + title + L" backup end ---");
+    Logger::Write(Logger::InfoLevel, OperationBanner(title, L"backup", false));
     return true;
 }
 
 bool GenericSimulator::Disable(std::shared_ptr<GenericSimulator> target) {
-    Logger::Write(Logger::InfoLevel, L"--- " + title + L" disable start ---");
+    Logger::Write(Logger::InfoLevel, OperationBanner(title, L"disable", true));
     // Without a target there is nothing to stand for: nothing is touched.
     if (!target) {
-        logger.Warn(L"No target to disable towards");
+        Logger::Write(Logger::WarnLevel, L"No target to disable towards");
         return false;
     }
     if (target->GetKind() == kind)
@@ -78,7 +78,7 @@ bool GenericSimulator::Disable(std::shared_ptr<GenericSimulator> target) {
     for (SimulatorFolder slot : folders) {
         const std::wstring path = GetFolder(slot);
         if (!FolderBackup(path, false)) {
-            logger.Warn(L"Unable to back up " + path);
+            Logger::Write(Logger::WarnLevel, L"Unable to back up " + path);
             continue;
         }
         const std::wstring linkTarget = target->GetFolder(slot);
@@ -91,18 +91,18 @@ bool GenericSimulator::Disable(std::shared_ptr<GenericSimulator> target) {
         if (FileBackup(program, false))
             ExtractResource(IDR_LAUNCHER_STUB, program, platform::ResourceType::RcData);
         else
-            logger.Warn(L"Failed to disable " + program);
+            Logger::Write(Logger::WarnLevel, L"Failed to disable " + program);
         // The entries of what is installed in this simulator's own folder.
         const std::wstring location = GetLocation(true);
         RegistryBackup(RegistryHive::LocalMachine, UninstallBackupKey(true), location, true);
         RegistryBackup(RegistryHive::LocalMachine, UninstallBackupKey(false), location, false);
     }
-    Logger::Write(Logger::InfoLevel, L"--- " + title + L" disable end ---");
+    Logger::Write(Logger::InfoLevel, OperationBanner(title, L"disable", false));
     return true;
 }
 
 bool GenericSimulator::Restore() {
-    Logger::Write(Logger::InfoLevel, L"--- " + title + L" restore start ---");
+    Logger::Write(Logger::InfoLevel, OperationBanner(title, L"restore", true));
     // Without a location this clears the values that Disable pointed at the target.
     SetLocation(GetLocation(true));
     // Each item is restored as far as its backup shows it was set aside.
@@ -117,6 +117,6 @@ bool GenericSimulator::Restore() {
         RegistryRestore(RegistryHive::LocalMachine, UninstallBackupKey(true), true);
         RegistryRestore(RegistryHive::LocalMachine, UninstallBackupKey(false), false);
     }
-    Logger::Write(Logger::InfoLevel, L"--- " + title + L" restore end ---");
+    Logger::Write(Logger::InfoLevel, OperationBanner(title, L"restore", false));
     return true;
 }

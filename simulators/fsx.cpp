@@ -10,7 +10,7 @@ FSX::FSX() {
 }
 
 bool FSX::SetLocation(std::wstring location) {
-    Logger::Write(Logger::DebugLevel, L"",
+    Logger::Write(Logger::DebugLevel,
                   location.empty() ? L"Clearing " + title + L" location"
                                    : L"Setting " + title + L" location to " + location);
     const std::wstring value = WithClosingBackslash(location);

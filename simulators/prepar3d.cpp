@@ -25,7 +25,7 @@ Prepar3D::Prepar3D() {
 }
 
 bool Prepar3D::SetLocation(std::wstring location) {
-    Logger::Write(Logger::DebugLevel, L"",
+    Logger::Write(Logger::DebugLevel,
                   location.empty() ? L"Clearing " + title + L" location"
                                    : L"Setting " + title + L" location to " + location);
     const std::wstring value = WithClosingBackslash(location);
