@@ -32,6 +32,8 @@ public:
     }
 
     Pointer get() const { return value; }
+    // For the owners of COM interfaces.
+    Pointer operator->() const { return value; }
     explicit operator bool() const { return Traits::Owns(value); }
     // The place for a call that returns the value through an out-parameter;
     // whatever was held before is released first.
@@ -39,6 +41,8 @@ public:
         reset();
         return &value;
     }
+    // The same place for the creating calls that take a void**.
+    void** put_void() { return reinterpret_cast<void**>(put()); }
     // Hands the value over: the caller releases it, or deliberately never does.
     Pointer release() { return std::exchange(value, Traits::Empty()); }
     void reset(Pointer owned = Traits::Empty()) {
@@ -68,40 +72,37 @@ struct FindHandleTraits {
     static void Close(Pointer value) { FindClose(value); }
 };
 
-template <typename T> struct LocalMemoryTraits {
-    using Pointer = T*;
-    static Pointer Empty() { return nullptr; }
-    static bool Owns(Pointer value) { return value != nullptr; }
-    static void Close(Pointer value) { LocalFree(value); }
-};
-
-template <typename T> struct CoTaskMemoryTraits {
-    using Pointer = T*;
-    static Pointer Empty() { return nullptr; }
-    static bool Owns(Pointer value) { return value != nullptr; }
-    static void Close(Pointer value) { CoTaskMemFree(value); }
-};
-
-struct ModuleTraits {
-    using Pointer = HMODULE;
-    static Pointer Empty() { return nullptr; }
-    static bool Owns(Pointer value) { return value != nullptr; }
-    static void Close(Pointer value) { FreeLibrary(value); }
-};
-
-// A device context of CreateCompatibleDC, deleted with DeleteDC.
-struct MemoryDcTraits {
-    using Pointer = HDC;
-    static Pointer Empty() { return nullptr; }
-    static bool Owns(Pointer value) { return value != nullptr; }
-    static void Close(Pointer value) { DeleteDC(value); }
-};
-
-template <typename T> struct GdiObjectTraits {
+// The kinds below hold null when they hold nothing.
+template <typename T> struct NullWhenEmpty {
     using Pointer = T;
     static Pointer Empty() { return nullptr; }
     static bool Owns(Pointer value) { return value != nullptr; }
-    static void Close(Pointer value) { DeleteObject(value); }
+};
+
+template <typename T> struct LocalMemoryTraits : NullWhenEmpty<T*> {
+    static void Close(T* value) { LocalFree(value); }
+};
+
+template <typename T> struct CoTaskMemoryTraits : NullWhenEmpty<T*> {
+    static void Close(T* value) { CoTaskMemFree(value); }
+};
+
+struct ModuleTraits : NullWhenEmpty<HMODULE> {
+    static void Close(HMODULE value) { FreeLibrary(value); }
+};
+
+// A device context of CreateCompatibleDC, deleted with DeleteDC.
+struct MemoryDcTraits : NullWhenEmpty<HDC> {
+    static void Close(HDC value) { DeleteDC(value); }
+};
+
+template <typename T> struct GdiObjectTraits : NullWhenEmpty<T> {
+    static void Close(T value) { DeleteObject(value); }
+};
+
+// One reference to a COM interface, given back with Release.
+template <typename T> struct ComTraits : NullWhenEmpty<T*> {
+    static void Close(T* value) { value->Release(); }
 };
 
 using UniqueHandle = UniqueValue<KernelHandleTraits>;
@@ -111,39 +112,6 @@ template <typename T> using UniqueCoTaskMemory = UniqueValue<CoTaskMemoryTraits<
 using UniqueModule = UniqueValue<ModuleTraits>;
 using UniqueMemoryDc = UniqueValue<MemoryDcTraits>;
 template <typename T> using UniqueGdiObject = UniqueValue<GdiObjectTraits<T>>;
-
-// One reference to a COM interface, given back with Release.
-template <typename T> class UniqueCom {
-public:
-    UniqueCom() = default;
-    ~UniqueCom() { reset(); }
-    UniqueCom(const UniqueCom&) = delete;
-    UniqueCom& operator=(const UniqueCom&) = delete;
-    UniqueCom(UniqueCom&& other) noexcept : value(std::exchange(other.value, nullptr)) {}
-    UniqueCom& operator=(UniqueCom&& other) noexcept {
-        if (this != &other) {
-            reset();
-            value = std::exchange(other.value, nullptr);
-        }
-        return *this;
-    }
-
-    T* get() const { return value; }
-    T* operator->() const { return value; }
-    explicit operator bool() const { return value != nullptr; }
-    T** put() {
-        reset();
-        return &value;
-    }
-    // The same place for the creating calls that take a void**.
-    void** put_void() { return reinterpret_cast<void**>(put()); }
-    void reset() {
-        if (T* old = std::exchange(value, nullptr))
-            old->Release();
-    }
-
-private:
-    T* value = nullptr;
-};
+template <typename T> using UniqueCom = UniqueValue<ComTraits<T>>;
 
 } // namespace platform::win32
