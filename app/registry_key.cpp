@@ -76,7 +76,8 @@ bool RegistryKey::WriteDword(const std::wstring& name, std::uint32_t value) {
     const std::uint8_t bytes[4] = {
         static_cast<std::uint8_t>(value), static_cast<std::uint8_t>(value >> 8),
         static_cast<std::uint8_t>(value >> 16), static_cast<std::uint8_t>(value >> 24)};
-    return reg::SetValue(key.get(), name, reg::ValueType::Dword, bytes, sizeof bytes) == reg::kSuccess;
+    return reg::SetValue(key.get(), name, reg::ValueType::Dword, bytes, sizeof bytes) ==
+           reg::kSuccess;
 }
 
 bool RegistryKey::WriteString(const std::wstring& name, const std::wstring& value) {
@@ -121,8 +122,8 @@ std::vector<RegistryValue> RegistryKey::Values() const {
         std::uint32_t nameLength = static_cast<std::uint32_t>(name.size());
         std::uint32_t size = 0;
         RegistryValue value;
-        if (reg::EnumValue(key.get(), index, name.data(), &nameLength, &value.type, nullptr, &size) !=
-            reg::kSuccess)
+        if (reg::EnumValue(key.get(), index, name.data(), &nameLength, &value.type, nullptr,
+                           &size) != reg::kSuccess)
             return values;
         value.name.assign(name.data(), nameLength);
         value.data.resize(size);

@@ -55,7 +55,7 @@ public:
     UniqueKey(const UniqueKey&) = delete;
     UniqueKey& operator=(const UniqueKey&) = delete;
     UniqueKey(UniqueKey&& other) noexcept
-        : key(std::exchange(other.key, nullptr)), status(other.status) {}
+        : status(other.status), key(std::exchange(other.key, nullptr)) {}
     UniqueKey& operator=(UniqueKey&& other) noexcept {
         if (this != &other) {
             reset();
@@ -72,8 +72,9 @@ public:
     void reset() { CloseKey(std::exchange(key, nullptr)); }
 
 private:
-    KeyHandle key = nullptr;
+    // Before the key: the open that initialises the key writes the status.
     Status status = kInvalidHandle;
+    KeyHandle key = nullptr;
 };
 
 // RegQueryValueExW: with data null only the size is reported. A buffer smaller

@@ -25,7 +25,8 @@ bool Matches(const std::wstring& mask, const std::wstring& name) {
         if (m < mask.size() && mask[m] == L'*') {
             starMask = m++;
             starName = n;
-        } else if (m < mask.size() && (mask[m] == L'?' || FoldCase(mask[m]) == FoldCase(name[n]))) {
+        } else if (m < mask.size() &&
+                   (mask[m] == L'?' || FoldCase(mask[m]) == FoldCase(name[n]))) {
             ++m;
             ++n;
         } else if (starMask != std::wstring::npos) {
