@@ -130,7 +130,6 @@ std::wstring FailureText(const std::wstring& action, const std::wstring& from,
     return FailureText(action, from + L" -> " + to, reason);
 }
 
-std::wstring OperationBanner(const std::wstring& title, const std::wstring& operation,
-                             bool start) {
+std::wstring OperationBanner(const std::wstring& title, const std::wstring& operation, bool start) {
     return L"--- " + title + L" " + operation + (start ? L" start ---" : L" end ---");
 }

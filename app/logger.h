@@ -87,5 +87,4 @@ std::wstring FailureText(const std::wstring& action, const std::wstring& from,
                          const std::wstring& to, const std::wstring& reason);
 // "--- <title> <operation> start ---" where an operation on a simulator begins,
 // "--- <title> <operation> end ---" where it has run to its end.
-std::wstring OperationBanner(const std::wstring& title, const std::wstring& operation,
-                             bool start);
+std::wstring OperationBanner(const std::wstring& title, const std::wstring& operation, bool start);
