@@ -90,15 +90,15 @@ std::wstring KnownFolderPath(const Guid& id) {
                                 : id == KnownFolder::Pictures ? L"My Pictures"
                                                               : nullptr;
     if (shellValue != nullptr) {
-        if (registry::KeyHandle key = registry::OpenKey(
+        if (const registry::UniqueKey key(
                 registry::Hive::CurrentUser,
-                L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\User Shell Folders", false, false)) {
+                L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\User Shell Folders", false, false);
+            key) {
             std::uint8_t data[2048] = {};
             std::uint32_t size = sizeof data - sizeof(wchar_t);
             registry::ValueType type = registry::ValueType::None;
-            const bool found = registry::QueryValue(key, shellValue, &type, data, &size) == registry::kSuccess &&
+            const bool found = registry::QueryValue(key.get(), shellValue, &type, data, &size) == registry::kSuccess &&
                                (type == registry::ValueType::String || type == registry::ValueType::ExpandString);
-            registry::CloseKey(key);
             std::wstring moved;
             for (std::uint32_t i = 0; found && i + 1 < size && (data[i] | data[i + 1]) != 0; i += 2)
                 moved += static_cast<wchar_t>(data[i] | (data[i + 1] << 8));
