@@ -446,8 +446,12 @@ TEST_F(BackupTest, UninstallEntriesGoAsideAndComeBackUnlessALiveNamesakeIsAsNew)
     std::this_thread::sleep_for(std::chrono::milliseconds(1100));
     EXPECT_TRUE(RegistryBackup(HKLM, KeyPath() + L"\\Uninstall32", L"Q:\\Ferrymark Tests\\Sim", true));
     EXPECT_TRUE(RegistryBackup(HKLM, KeyPath() + L"\\Uninstall64", L"Q:\\Ferrymark Tests\\Sim", false));
-    EXPECT_FALSE(platform::Exists(shield));
+    EXPECT_EQ(LogMatching({"TRACE RegistryBackup "}), (Lines{"TRACE RegistryBackup Q:\\Ferrymark Tests\\Sim (32 bit)",
+                                                             "TRACE RegistryBackup Q:\\Ferrymark Tests\\Sim (64 bit)"}));
     EXPECT_EQ(ReadFile(shieldAside + L"\\setup.ilg"), "log");
+    // An add-on folder made anew while its entry is aside gives way to the one set aside.
+    EXPECT_FALSE(platform::Exists(shield));
+    MakeFolder(shield);
     for (const auto& [name, location, publisher, wow32, fate] : rows) {
         SCOPED_TRACE(Narrow(name));
         const bool moved = fate != Stays, view = !moved && wow32;

@@ -431,15 +431,18 @@ TEST_F(MachineSwitchTest, DisableRestoreAndBackupOnTheirOwn) {
     EXPECT_TRUE(platform::IsFolder(L"C:\\ProgramData\\Microsoft\\FSX"));
     EXPECT_FALSE(platform::IsSymbolicLink(L"C:\\ProgramData\\Microsoft\\FSX"));
 
-    // An absent slot gets no folder in the backup tree; a second backup into the
-    // same tree keeps the first copies and says so.
+    // An absent slot, or one with nothing to copy, gets no folder in the backup
+    // tree; a second backup into the same tree keeps the first copies and says so.
     GenericSimulator& v1 = host->Record(L"Prepar3D v1");
     ASSERT_FALSE(platform::RemoveTree(L"C:\\ProgramData\\LockheedMartin\\Prepar3D").Failed());
+    for (const wchar_t* name : {L"\\Settings 1.fxml", L"\\Settings 2.fxml", L"\\Settings 1.wx", L"\\Settings 2.wx"})
+        ASSERT_FALSE(platform::RemoveItem(v1.GetFolder(LocalAppData) + name).Failed());
     const std::wstring tree = InFolder(L"tree");
     EXPECT_TRUE(v1.Backup(tree));
     EXPECT_FALSE(platform::Exists(tree + L"\\Prepar3D v1\\ProgramData"));
+    EXPECT_FALSE(platform::Exists(tree + L"\\Prepar3D v1\\LocalAppData"));
     EXPECT_FALSE(platform::Exists(tree + L"\\Prepar3D v1\\UserPictures"));
-    EXPECT_TRUE(platform::Exists(tree + L"\\Prepar3D v1\\LocalAppData"));
+    EXPECT_TRUE(platform::Exists(tree + L"\\Prepar3D v1\\RoamingAppData\\Settings 1.bin"));
     WriteFile(tree + L"\\Prepar3D v1\\Root\\Settings 1.cfg", "first");
     EXPECT_TRUE(v1.Backup(tree));
     EXPECT_EQ(ReadFile(tree + L"\\Prepar3D v1\\Root\\Settings 1.cfg"), "first");
@@ -491,7 +494,6 @@ TEST_F(BentMachineTest, OtherFoldersStoredLocationsAndFilesComeThroughARoundTrip
     while (deep.size() < 270)
         deep += L"\\Flight simulation library";
     const std::wstring gone = L"C:\\Games\\Prepar3D v2";
-    std::vector<std::wstring> readOnly;
     const Bent rows[] = {
         {"install folders in other scripts, on a second drive and beyond 260 characters",
          {{L"Flight Simulator X", L"D:\\Jeux\\Simulateur de vol \u00c9dition or"},
@@ -517,21 +519,22 @@ TEST_F(BentMachineTest, OtherFoldersStoredLocationsAndFilesComeThroughARoundTrip
              EXPECT_EQ(LogMatching({"TRACE ExtractResource " + Narrow(gone) + "\\Prepar3D.exe"}).size(), 1u);
              EXPECT_FALSE(platform::Exists(L"C:\\Games"));
          }},
-        {"read-only configuration files and an empty launch list of the target",
+        // A backup that an earlier run cut short left beside a data folder keeps
+        // that folder where it is; one beside the InstallShield folder gives way.
+        {"backups left beside a data folder and the InstallShield folder, and an empty launch list",
          {},
          [&] {
-             readOnly = {kV4 + std::wstring(L"\\Settings 1.cfg"), L"C:\\ProgramData\\Microsoft\\FSX\\scenery.cfg",
-                         L"C:\\ProgramData\\Lockheed Martin\\Prepar3D v5\\Settings 2.cfg"};
-             for (const std::wstring& file : readOnly)
-                 SetReadOnly(file, true);
+             MakeFolder(L"C:\\ProgramData\\Microsoft\\Ferrymark backup (RlNY)");
+             WriteFile(L"C:\\ProgramData\\Microsoft\\Ferrymark backup (RlNY)\\left.cfg", "left");
+             MakeFolder(kInstallShieldAside);
+             WriteFile(kInstallShieldAside + std::wstring(L"\\setup.ini"), "left");
              WriteFile(L"C:\\ProgramData\\Lockheed Martin\\Prepar3D v4\\dll.xml", "");
          },
-         {},
+         {{"the InstallShield folder's old backup gives way", [](const Difference& d) {
+               return d.kind == Difference::Removed && (d.item == kInstallShieldAside || IsBelow(d.item, kInstallShieldAside));
+           }}},
          [&] {
-             for (const std::wstring& file : readOnly) {
-                 EXPECT_TRUE(IsReadOnly(file)) << Narrow(file);
-                 SetReadOnly(file, false);
-             }
+             EXPECT_EQ(LogMatching({"WARN Unable to back up C:\\ProgramData\\Microsoft\\FSX"}).size(), 1u);
              EXPECT_EQ(ReadFile(L"C:\\ProgramData\\Lockheed Martin\\Prepar3D v4\\dll.xml"),
                        Embedded(IDR_SIMBASE_V3_DLL));
          }},
@@ -540,31 +543,3 @@ TEST_F(BentMachineTest, OtherFoldersStoredLocationsAndFilesComeThroughARoundTrip
         RoundTrip(row);
 }
 
-// A folder link is refused as a backup, so the slot is not linked to the target;
-// the restore takes any link at a slot away, and its emptied parent.
-TEST_F(BentMachineTest, ASimulatorsDataFolderThatIsALinkComesThroughARoundTrip) {
-    if (!links)
-        GTEST_SKIP() << "this system makes no symbolic links (Wine 8)";
-    const std::wstring slot = L"C:\\ProgramData\\Microsoft\\FSX";
-    const Bent row{"a simulator's data folder is a link to another folder",
-         {},
-         [&] {
-             MakeFolder(L"C:\\Data");
-             ASSERT_FALSE(platform::MoveItem(slot, L"C:\\Data\\FSX ProgramData").Failed());
-             ASSERT_FALSE(platform::MakeSymbolicLink(slot, L"C:\\Data\\FSX ProgramData", 3).Failed());
-         },
-         {{"a link at a slot goes, and its emptied parent",
-           [=](const Difference& d) {
-               return d.kind == Difference::Removed && (d.item == slot || d.item == PathParent(slot));
-           }},
-          {"where the folder was moved to", [](const Difference& d) {
-               return d.kind == Difference::Added && (d.item == L"C:\\Data" || IsBelow(d.item, L"C:\\Data"));
-           }}},
-         [&] {
-             EXPECT_EQ(LogMatching({"WARN Folder is a symlink, cannot back up " + Narrow(slot)}).size(), 1u);
-             EXPECT_FALSE(platform::Exists(slot));
-             EXPECT_TRUE(platform::IsFolder(L"C:\\Data\\FSX ProgramData"));
-             platform::RemoveTree(L"C:\\Data");
-         }};
-    RoundTrip(row);
-}
