@@ -1,22 +1,27 @@
-// Setting files and folders aside and bringing them back on the real file system
-// of each build, checked by result, by what stands on disk and by the log.
+// Setting files and folders aside and bringing them back, the links that stand in
+// for them, and Uninstall entries moved aside and back: on the real file system and
+// registry of each build (the SQLite store natively, Wine's registry with its two
+// views), checked by result, by what stands there and by the log.
+#include "app/machine.h"
 #include "app/paths.h"
 #include "app/rotation.h"
 #include "engine/backup.h"
 #include "engine/links.h"
+#include "engine/registry_backup.h"
 #include "platform/fs.h"
+#include "platform/registry.h"
 #include "support/other_process.h"
 #include "support/sandbox.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <functional>
+#include <map>
 #include <stdexcept>
-#include <string>
-#include <type_traits>
-#include <utility>
-#include <vector>
+#include <thread>
+#include <tuple>
 
 namespace {
 
@@ -24,33 +29,16 @@ using other_process::Hold;
 using other_process::Holder;
 using Lines = std::vector<std::string>;
 
-// Text is compared in ASCII: a run of other characters, in whatever encoding the
-// log file has, stands as one "?".
-std::string Fold(const std::wstring& text) {
-    std::string out;
-    bool inRun = false;
-    for (wchar_t c : text) {
-        const bool ascii = static_cast<std::make_unsigned_t<wchar_t>>(c) < 0x80;
-        if (ascii)
-            out += static_cast<char>(c);
-        else if (!inRun)
-            out += '?';
-        inRun = !ascii;
-    }
-    return out;
-}
-
 struct Op {
     std::string name;
     bool (*run)(std::wstring, bool);
     bool folder;
 };
 const Op kFileBackup{"FileBackup", FileBackup, false}, kFileRestore{"FileRestore", FileRestore, false},
-    kFolderBackup{"FolderBackup", FolderBackup, true},
-    kFolderRestore{"FolderRestore", FolderRestore, true};
+    kFolderBackup{"FolderBackup", FolderBackup, true}, kFolderRestore{"FolderRestore", FolderRestore, true};
 
-// One case: what stands beforehand ("mine" at the path, "old" at its backup, a
-// link at the path to a "target" or to nothing), the flag; then the result, what
+// A row: what stands beforehand ("mine" at the path, "old" at its backup, a link
+// at the path to a "target" or to nothing), the flag; then the result, what
 // stands at the path and the backup ("-", "link" or the content), and the log
 // lines after the opening trace, %p, %b and %s standing for path, backup, parent.
 enum State { Neither = 0, Plain = 1, BackedUp = 2, Both = 3, Link = 4, Dangling = 8 };
@@ -70,8 +58,7 @@ const std::string kNoFolder = "TRACE Folder does not exist, skipping %p";
 const std::string kFileOverwritten = "TRACE Restored file already exists and will be overwritten";
 const std::string kDeletingBackup = "TRACE Deleting existing backup folder %b";
 const std::string kFolderBackupInUse = "WARN Folder is in use, cannot back up %p";
-const std::string kFolderOverwritten =
-    "TRACE Restored folder already exists and will be overwritten";
+const std::string kFolderOverwritten = "TRACE Restored folder already exists and will be overwritten";
 
 class BackupTest : public SandboxTest {
 protected:
@@ -80,36 +67,31 @@ protected:
         OpenLog();
         MakeFolder(sim = InFolder(L"Sim"));
     }
-
-    // The path (p) of the item that the operation handles, its backup (b), the parent (s).
+    // The item that the operation handles (p), its backup (b), the parent (s).
     std::wstring Item(const Op& op, char mark) const {
-        const std::wstring& path =
-            mark == 'p' ? (op.folder ? addons : exe) : (op.folder ? addonsB : exeB);
-        return mark == 's' ? sim : InFolder(path);
+        if (mark == 's')
+            return sim;
+        return InFolder(mark == 'p' ? (op.folder ? L"Sim\\Addons" : L"Sim\\fsx.exe")
+                                    : (op.folder ? L"Sim\\Ferrymark backup (QWRkb25z)"
+                                                 : L"Sim\\Ferrymark backup (ZnN4LmV4ZQ==)"));
     }
-
     // The lines written since the last call, as "LEVEL text"; the system's text
     // after a failed move varies and stands as "*".
     Lines Logged() {
         Lines lines = LogLines();
         Lines fresh(lines.begin() + static_cast<std::ptrdiff_t>(seen), lines.end());
         seen = lines.size();
-        for (std::string& line : fresh) {
-            line = Fold(std::wstring(line.begin(), line.end()));
-            const std::size_t reason = line.find(", reason: ");
-            if (reason != std::string::npos && line.size() > reason + 10)
-                line = line.substr(0, reason + 10) + "*";
-        }
+        for (std::string& line : fresh)
+            if (const std::size_t at = line.find(", reason: "); at != std::string::npos && line.size() > at + 10)
+                line = line.substr(0, at + 10) + "*";
         return fresh;
     }
-
     static std::string At(const std::wstring& path) {
         if (platform::IsSymbolicLink(path))
             return "link";
         if (!platform::Exists(path))
             return "-";
-        return platform::IsFolder(path) ? "folder:" + ReadFile(path + L"\\inside.txt")
-                                        : "file:" + ReadFile(path);
+        return platform::IsFolder(path) ? "folder:" + ReadFile(path + L"\\inside.txt") : "file:" + ReadFile(path);
     }
     static void Put(bool folder, const std::wstring& path, const std::string& marker) {
         if (folder)
@@ -137,31 +119,26 @@ protected:
         Logged();
         return made;
     }
-
     // Runs the operation on what stands now and checks all that the row says.
     void Expect(const Op& op, const Row& row, bool overwrite) {
-        const std::wstring path = Item(op, 'p');
-        const std::wstring backup = Item(op, 'b');
-        EXPECT_EQ(op.run(path, overwrite), row.result);
+        EXPECT_EQ(op.run(Item(op, 'p'), overwrite), row.result);
         const auto shown = [&](const std::string& what) {
             return what == "-" || what == "link" ? what : (op.folder ? "folder:" : "file:") + what;
         };
-        EXPECT_EQ(At(path), shown(row.atPath));
-        EXPECT_EQ(At(backup), shown(row.atBackup));
-
-        Lines expected{"TRACE " + op.name + " " + Fold(path) +
+        EXPECT_EQ(At(Item(op, 'p')), shown(row.atPath));
+        EXPECT_EQ(At(Item(op, 'b')), shown(row.atBackup));
+        Lines expected{"TRACE " + op.name + " " + Narrow(Item(op, 'p')) +
                        (overwrite ? " (overwrite)" : " (keep existing)")};
         for (std::string line : row.log) {
             for (const char mark : {'p', 'b', 's'})
                 if (const std::size_t at = line.find({'%', mark}); at != std::string::npos)
-                    line.replace(at, 2, Fold(Item(op, mark)));
+                    line.replace(at, 2, Narrow(Item(op, mark)));
             expected.push_back(line);
         }
         EXPECT_EQ(Logged(), expected);
         // The parent goes exactly when the log says so, and nothing above it.
-        const bool tidied = std::count(expected.begin(), expected.end(),
-                                       "TRACE Removing parent folder " + Fold(sim)) > 0;
-        EXPECT_EQ(platform::Exists(sim), !tidied);
+        EXPECT_EQ(platform::Exists(sim),
+                  std::count(expected.begin(), expected.end(), "TRACE Removing parent folder " + Narrow(sim)) == 0);
         EXPECT_TRUE(platform::IsFolder(Folder()));
     }
     void Check(const Op& op, const std::vector<Row>& rows) {
@@ -171,21 +148,18 @@ protected:
                     SCOPED_TRACE(op.name + " from state " + std::to_string(row.before) +
                                  (overwrite ? " overwrite" : " keep"));
                     if (!Arrange(op, row.before))
-                        GTEST_SKIP() << "this system makes no links: the links test checks "
-                                        "that they fail there";
+                        GTEST_SKIP() << "this system makes no links: the links test checks that they fail there";
                     Expect(op, row, overwrite);
                 }
     }
 
-    const std::wstring exe = L"Sim\\fsx.exe", exeB = L"Sim\\Ferrymark backup (ZnN4LmV4ZQ==)";
-    const std::wstring addons = L"Sim\\Addons", addonsB = L"Sim\\Ferrymark backup (QWRkb25z)";
     std::wstring sim;
     std::size_t seen = 0;
 };
 
 } // namespace
 
-TEST_F(BackupTest, TheBackupNameIsTheBase64OfTheLastComponentBesideTheItem) {
+TEST(BackupName, IsTheBase64OfTheLastComponentBesideTheItem) {
     EXPECT_EQ(GetBackupPath(L"D:\\Sim\\Addons"), L"D:\\Sim\\Ferrymark backup (QWRkb25z)");
     EXPECT_EQ(GetBackupPath(L"C:\\P\\a"), L"C:\\P\\Ferrymark backup (YQ==)");
     EXPECT_EQ(GetBackupPath(L"C:\\P\\ab"), L"C:\\P\\Ferrymark backup (YWI=)");
@@ -198,8 +172,7 @@ TEST_F(BackupTest, TheBackupNameIsTheBase64OfTheLastComponentBesideTheItem) {
 
 TEST_F(BackupTest, EachOperationOverWhatStandsBeforehand) {
     const std::string none = "INFO Backup file does not exist and will be skipped %b";
-    const std::string kept = "TRACE Restored file already exists and overwriting is not "
-                             "allowed, skipping file restore";
+    const std::string kept = "TRACE Restored file already exists and overwriting is not allowed, skipping file restore";
     Check(kFileBackup, {{Neither, Either, true, "-", "-", {}},
                         {Plain, Either, true, "-", "mine", {}},
                         {BackedUp, Either, true, "-", "old", {}},
@@ -210,29 +183,25 @@ TEST_F(BackupTest, EachOperationOverWhatStandsBeforehand) {
                          {BackedUp, Either, true, "old", "-", {}},
                          {Both, Keep, true, "mine", "old", {kept}},
                          {Both, Over, true, "old", "-", {kFileOverwritten}}});
-    Check(kFolderBackup,
-          {{Neither, Either, true, "-", "-", {kNoFolder}},
-           {Plain, Either, true, "-", "mine", {}},
-           {BackedUp, Either, true, "-", "old", {kNoFolder}},
-           {Both, Keep, false, "mine", "old", {"WARN Backup already exists, cannot back up %p"}},
-           {Both, Over, true, "-", "mine", {kDeletingBackup}}});
-    Check(kFolderRestore,
-          {{Neither, Either, true, "-", "-", {kNoBackupFolder, kTidy}},
-           {Plain, Keep, true, "mine", "-", {kNoBackupFolder}},
-           {Plain, Over, true, "-", "-", {kFolderOverwritten, kNoBackupFolder, kTidy}},
-           {BackedUp, Either, true, "old", "-", {}},
-           // A folder is never replaced by the move itself.
-           {Both, Keep, false, "mine", "old", {"WARN Failed to move %b -> %p, reason: *"}},
-           {Both, Over, true, "old", "-", {kFolderOverwritten}}});
+    Check(kFolderBackup, {{Neither, Either, true, "-", "-", {kNoFolder}},
+                          {Plain, Either, true, "-", "mine", {}},
+                          {BackedUp, Either, true, "-", "old", {kNoFolder}},
+                          {Both, Keep, false, "mine", "old", {"WARN Backup already exists, cannot back up %p"}},
+                          {Both, Over, true, "-", "mine", {kDeletingBackup}}});
+    Check(kFolderRestore, {{Neither, Either, true, "-", "-", {kNoBackupFolder, kTidy}},
+                           {Plain, Keep, true, "mine", "-", {kNoBackupFolder}},
+                           {Plain, Over, true, "-", "-", {kFolderOverwritten, kNoBackupFolder, kTidy}},
+                           {BackedUp, Either, true, "old", "-", {}},
+                           // A folder is never replaced by the move itself.
+                           {Both, Keep, false, "mine", "old", {"WARN Failed to move %b -> %p, reason: *"}},
+                           {Both, Over, true, "old", "-", {kFolderOverwritten}}});
 }
 
 TEST_F(BackupTest, LinksAreRefusedOrRemovedAndDanglingOnesCountAsAbsent) {
     const std::string removeLink = "TRACE Removing symbolic link";
-    Check(kFileBackup,
-          {{Dangling, Either, true, "link", "-", {}}, {Link, Either, false, "link", "-", {}}});
-    Check(kFolderBackup,
-          {{Dangling, Either, true, "link", "-", {kNoFolder}},
-           {Link, Either, false, "link", "-", {"WARN Folder is a symlink, cannot back up %p"}}});
+    Check(kFileBackup, {{Dangling, Either, true, "link", "-", {}}, {Link, Either, false, "link", "-", {}}});
+    Check(kFolderBackup, {{Dangling, Either, true, "link", "-", {kNoFolder}},
+                          {Link, Either, false, "link", "-", {"WARN Folder is a symlink, cannot back up %p"}}});
     Check(kFolderRestore, {{Link, Either, true, "-", "-", {removeLink, kNoBackupFolder, kTidy}},
                            {Link | BackedUp, Either, true, "old", "-", {removeLink}}});
     if (IsSkipped())
@@ -242,43 +211,37 @@ TEST_F(BackupTest, LinksAreRefusedOrRemovedAndDanglingOnesCountAsAbsent) {
 }
 
 TEST_F(BackupTest, WhatAnotherProcessHoldsIsInUseAndStopsTheMoveUntilReleased) {
-    // A file is held open, a folder is another process's working folder; the
-    // item held is the path, its backup or its parent.
+    // A file is held open, a folder is another process's working folder; the item
+    // held is the path, its backup or its parent.
     const std::string inUse = kInUse + "%p";
     struct {
-        std::pair<const Op&, char> held;
+        const Op& op;
+        char held;
         Row before, after;
-    } cases[] = {
-        {{kFileBackup, 'p'},
-         {Plain, Over, false, "mine", "-", {inUse, "WARN File is in use, cannot back up %p"}},
+    } rows[] = {
+        {kFileBackup, 'p', {Plain, Over, false, "mine", "-", {inUse, "WARN File is in use, cannot back up %p"}},
          {Plain, Over, true, "-", "mine", {}}},
-        {{kFileRestore, 'p'},
-         {Both, Over, false, "mine", "old", {inUse, "WARN File is in use, cannot restore %p"}},
+        {kFileRestore, 'p', {Both, Over, false, "mine", "old", {inUse, "WARN File is in use, cannot restore %p"}},
          {Both, Over, true, "old", "-", {kFileOverwritten}}},
-        {{kFolderBackup, 'p'},
-         {Plain, Keep, false, "mine", "-", {inUse, kFolderBackupInUse}},
+        {kFolderBackup, 'p', {Plain, Keep, false, "mine", "-", {inUse, kFolderBackupInUse}},
          {Plain, Keep, true, "-", "mine", {}}},
-        {{kFolderBackup, 'b'},
-         {Both, Over, false, "mine", "old", {kInUse + "%b", kFolderBackupInUse}},
+        {kFolderBackup, 'b', {Both, Over, false, "mine", "old", {kInUse + "%b", kFolderBackupInUse}},
          {Both, Over, true, "-", "mine", {kDeletingBackup}}},
-        {{kFolderRestore, 'p'},
-         {Both, Over, false, "mine", "old", {inUse, "WARN Folder is in use, cannot restore %p"}},
+        {kFolderRestore, 'p', {Both, Over, false, "mine", "old", {inUse, "WARN Folder is in use, cannot restore %p"}},
          {Both, Over, true, "old", "-", {kFolderOverwritten}}},
         // A parent in use stays, and the result is still true.
-        {{kFolderRestore, 's'},
-         {Neither, Keep, true, "-", "-", {kNoBackupFolder, kInUse + "%s"}},
+        {kFolderRestore, 's', {Neither, Keep, true, "-", "-", {kNoBackupFolder, kInUse + "%s"}},
          {Neither, Keep, true, "-", "-", {kNoBackupFolder, kTidy}}},
     };
-    for (const auto& [held, before, after] : cases) {
-        const Op& op = held.first;
-        SCOPED_TRACE(op.name + " with %" + held.second + " held");
+    for (const auto& [op, held, before, after] : rows) {
+        SCOPED_TRACE(op.name + " with %" + held + " held");
         Arrange(op, before.before);
-        const std::wstring item = Item(op, held.second);
+        const std::wstring item = Item(op, held);
         EXPECT_FALSE(IsInUse(item));
-        Holder holder(op.folder || held.second == 's' ? Hold::WorkingFolder : Hold::OpenFile, item);
+        Holder holder(op.folder || held == 's' ? Hold::WorkingFolder : Hold::OpenFile, item);
         ASSERT_TRUE(holder.Started()) << holder.Failure();
         EXPECT_TRUE(IsInUse(item));
-        EXPECT_EQ(Logged(), Lines{kInUse + Fold(item)});
+        EXPECT_EQ(Logged(), Lines{kInUse + Narrow(item)});
         Expect(op, before, before.flag == Over);
         holder.Stop();
         Expect(op, after, after.flag == Over);
@@ -287,23 +250,17 @@ TEST_F(BackupTest, WhatAnotherProcessHoldsIsInUseAndStopsTheMoveUntilReleased) {
 
 TEST_F(BackupTest, AFolderHoldingAFileThatIsOpenIsInUse) {
     Arrange(kFolderBackup, Plain);
-    const std::wstring deep = Item(kFolderBackup, 'p') + L"\\deep.bgl";
-    WriteFile(deep, "bgl");
-    Holder holder(Hold::OpenFile, deep);
+    WriteFile(Item(kFolderBackup, 'p') + L"\\deep.bgl", "bgl");
+    Holder holder(Hold::OpenFile, Item(kFolderBackup, 'p') + L"\\deep.bgl");
     ASSERT_TRUE(holder.Started()) << holder.Failure();
-    const bool inUse = IsInUse(Item(kFolderBackup, 'p'));
-    if (!inUse && other_process::RunningUnderWine())
+    if (!IsInUse(Item(kFolderBackup, 'p')) && other_process::RunningUnderWine())
         GTEST_SKIP() << "Wine lets a folder whose file is open be renamed; Windows refuses";
-    EXPECT_TRUE(inUse);
     Logged();
-    Expect(kFolderBackup, {Plain, Over, false, "mine", "-", {kInUse + "%p", kFolderBackupInUse}},
-           true);
-    holder.Stop();
-    Expect(kFolderBackup, {Plain, Over, true, "-", "mine", {}}, true);
+    Expect(kFolderBackup, {Plain, Over, false, "mine", "-", {kInUse + "%p", kFolderBackupInUse}}, true);
 }
 
 TEST_F(BackupTest, AFailingRemovalRaises) {
-    // A folder with content stands where the file belongs: removing one item fails.
+    // A folder with content stands where the restored file belongs.
     Arrange(kFileRestore, BackedUp);
     Put(true, Item(kFileRestore, 'p'), "in the way");
     EXPECT_THROW(FileRestore(Item(kFileRestore, 'p'), true), std::exception);
@@ -312,51 +269,249 @@ TEST_F(BackupTest, AFailingRemovalRaises) {
     EXPECT_EQ(Logged().back(), kFileOverwritten);
 }
 
-TEST_F(BackupTest, RemovingATreeNeverFollowsALink) {
-    // What the links point to: a folder with content and a file, outside every tree removed.
+TEST_F(BackupTest, ARemovalNeverFollowsALink) {
     const std::wstring outside = InFolder(L"Outside"), outsideFile = InFolder(L"Outside.txt");
     Put(true, outside, "kept");
     WriteFile(outsideFile, "kept");
     const std::wstring rotated = InFolder(L"Rotated"), tree = InFolder(L"Tree");
-    const std::wstring path = InFolder(addons), backup = InFolder(addonsB);
-    struct Case {
-        const char* caller;
-        std::wstring removed;  // the tree that the call removes
-        State before;          // of the folder that FolderBackup and FolderRestore handle
-        std::function<bool()> run;
-        bool refusesALink = false; // a tree that is itself a link is refused, not removed
+    const std::wstring path = Item(kFolderBackup, 'p'), backup = Item(kFolderBackup, 'b');
+    const std::tuple<const char*, std::wstring, State, std::function<bool()>, bool> rows[] = {
+        {"RemoveTree", tree, Neither, [&] { return !platform::RemoveTree(tree).Failed(); }, false},
+        // The earlier backup gives way to the folder, and the folder in the restored place to the backup.
+        {"FolderBackup with overwrite", backup, Plain, [&] { return FolderBackup(path, true); }, false},
+        {"FolderRestore with overwrite", path, BackedUp, [&] { return FolderRestore(path, true); }, false},
+        // With the limit 3 the oldest backup is number 2; a link there is refused.
+        {"RotateNumbered", rotated + L"\\backup2", Neither, [&] { return RotateNumbered(rotated, L"backup", L"", 3); },
+         true},
     };
-    const Case cases[] = {
-        {"RemoveTree", tree, Neither, [&] { return !platform::RemoveTree(tree).Failed(); }},
-        // The earlier backup gives way to the folder, and the folder standing in the
-        // restored place to the backup.
-        {"FolderBackup with overwrite", backup, Plain, [&] { return FolderBackup(path, true); }},
-        {"FolderRestore with overwrite", path, BackedUp, [&] { return FolderRestore(path, true); }},
-        // With the limit 3 the oldest backup is number 2.
-        {"RotateNumbered", PathJoin(rotated, L"backup2"), Neither,
-         [&] { return RotateNumbered(rotated, L"backup", L"", 3); }, true},
-    };
-    for (const Case& c : cases) {
+    for (const auto& [caller, removed, before, run, refusesALink] : rows)
         for (bool itselfALink : {false, true}) {
-            SCOPED_TRACE(std::string(c.caller) + (itselfALink ? ": the tree is a link" : ": links in the tree"));
-            Arrange(kFolderBackup, c.before);
+            SCOPED_TRACE(std::string(caller) + (itselfALink ? ": the tree is a link" : ": links in the tree"));
+            Arrange(kFolderBackup, before);
             MakeFolder(rotated);
-            std::vector<std::pair<std::wstring, std::wstring>> links{{c.removed, outside}};
+            std::vector<std::pair<std::wstring, std::wstring>> links{{removed, outside}};
             if (!itselfALink) {
-                Put(true, c.removed, "removed");
-                links = {{c.removed + L"\\Linked folder", outside}, {c.removed + L"\\Linked file", outsideFile}};
+                Put(true, removed, "removed");
+                links = {{removed + L"\\Linked folder", outside}, {removed + L"\\Linked file", outsideFile}};
             }
             for (const auto& [link, target] : links) {
                 platform::MakeSymbolicLink(link, target, target == outside ? 1 : 0);
                 if (!platform::IsSymbolicLink(link))
                     GTEST_SKIP() << "this system makes no links (Wine 8 reports success and makes none)";
             }
-            const bool refused = itselfALink && c.refusesALink;
-            EXPECT_EQ(c.run(), !refused);
+            const bool refused = itselfALink && refusesALink;
+            EXPECT_EQ(run(), !refused);
             for (const auto& [link, target] : links)
                 EXPECT_EQ(platform::IsSymbolicLink(link), refused) << Narrow(link);
             EXPECT_EQ(At(outside), "folder:kept") << "a link's folder keeps its content";
             EXPECT_EQ(At(outsideFile), "file:kept");
         }
+}
+
+TEST(CleanLinkTarget, GivesSingleBackslashesAndKeepsTheRoot) {
+    EXPECT_EQ(CleanLinkTarget(L"C:/Sim//Prepar3D v5\\\\\\Scenery/"), L"C:\\Sim\\Prepar3D v5\\Scenery\\");
+    EXPECT_EQ(CleanLinkTarget(L"//server/share//x"), L"\\\\server\\share\\x");
+    EXPECT_EQ(CleanLinkTarget(L"relative//name"), L"relative\\name");
+}
+
+// Where the system makes no links (Wine 8), making one must fail, say why and
+// leave nothing; the rows then stop there.
+TEST_F(BackupTest, LinksOverWhatStandsAtTheLinkPath) {
+    const std::wstring target = InFolder(L"target\\scenery.cfg"), link = InFolder(L"root\\scenery.cfg");
+    MakeFolder(InFolder(L"target"));
+    WriteFile(target, "real");
+    const auto made = [&](bool result, const std::wstring& at, const std::wstring& to, const char* what) {
+        if (platform::IsSymbolicLink(at))
+            return result;
+        EXPECT_TRUE(other_process::RunningUnderWine()) << "no link was made";
+        EXPECT_FALSE(result);
+        EXPECT_FALSE(platform::Exists(at));
+        EXPECT_NE(LogText().find("  WARN    Failed to create " + std::string(what) + " link " + Narrow(at) + " -> " +
+                                 Narrow(to) + ", reason: Request not supported.\r\n"),
+                  std::string::npos)
+            << LogText();
+        return false;
+    };
+    // A folder link makes its missing target and parent.
+    const std::wstring folderLink = InFolder(L"new parent\\Prepar3D v4"), missing = InFolder(L"missing target");
+    const bool folderMade = CreateDirectoryLink(folderLink, missing);
+    EXPECT_TRUE(platform::IsFolder(missing)) << "a missing target is created";
+    // Nothing at the path and a real file: RemoveLink answers true, then false and
+    // leaves the file. A missing target: true, and no link.
+    EXPECT_TRUE(RemoveLink(link));
+    WriteFile(InFolder(L"real.cfg"), "mine");
+    EXPECT_FALSE(RemoveLink(InFolder(L"real.cfg")));
+    EXPECT_EQ(ReadFile(InFolder(L"real.cfg")), "mine");
+    EXPECT_TRUE(CreateFileLink(link, InFolder(L"target\\absent.cfg")));
+    EXPECT_FALSE(platform::Exists(link));
+    EXPECT_NE(LogText().find("TRACE    Target does not exist\r\n"), std::string::npos);
+    const bool fileMade = CreateFileLink(link, target);
+    EXPECT_NE(LogText().find("TRACE    Creating folder structure for the link\r\n"), std::string::npos);
+    if (!made(folderMade, folderLink, missing, "directory") | !made(fileMade, link, target, "symbolic"))
+        return;
+    WriteFile(missing + L"\\through.txt", "seen");
+    EXPECT_EQ(ReadFile(folderLink + L"\\through.txt"), "seen");
+    // Whatever stands at a folder link's path makes the call fail: a link, a real folder.
+    EXPECT_FALSE(CreateDirectoryLink(folderLink, InFolder(L"target")));
+    EXPECT_EQ(ReadFile(folderLink + L"\\through.txt"), "seen") << "the old link stays";
+    MakeFolder(InFolder(L"real"));
+    EXPECT_FALSE(CreateDirectoryLink(InFolder(L"real"), InFolder(L"target")));
+    EXPECT_FALSE(platform::IsSymbolicLink(InFolder(L"real")));
+
+    // A file link: a missing target leaves the old link; an old link, even a
+    // dangling one, is replaced; a real file stays and the call fails.
+    EXPECT_EQ(ReadFile(link), "real");
+    EXPECT_TRUE(CreateFileLink(link, InFolder(L"target\\gone.cfg")));
+    EXPECT_TRUE(platform::IsSymbolicLink(link));
+    WriteFile(InFolder(L"target\\other.cfg"), "other");
+    EXPECT_TRUE(CreateFileLink(link, InFolder(L"target\\other.cfg")));
+    EXPECT_EQ(ReadFile(link), "other");
+    EXPECT_NE(LogText().find("TRACE    A symbolic link already exists, removing\r\n"), std::string::npos);
+    EXPECT_FALSE(platform::RemoveItem(InFolder(L"target\\other.cfg")).Failed());
+    EXPECT_TRUE(CreateFileLink(link, target));
+    EXPECT_EQ(ReadFile(link), "real");
+    EXPECT_TRUE(RemoveLink(link));
+    EXPECT_FALSE(platform::IsSymbolicLink(link));
+    EXPECT_EQ(ReadFile(target), "real") << "the target stays";
+    WriteFile(InFolder(L"root\\display.cfg"), "mine");
+    EXPECT_FALSE(CreateFileLink(InFolder(L"root\\display.cfg"), target));
+    EXPECT_EQ(ReadFile(InFolder(L"root\\display.cfg")), "mine");
+    EXPECT_NE(LogText().find("  WARN    Failed to create symbolic link "), std::string::npos);
+}
+
+namespace {
+
+const RegistryHive HKLM = RegistryHive::LocalMachine;
+const wchar_t kUninstall[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall";
+const wchar_t kAbsent[] = L"<absent>";
+
+std::wstring Read(const std::wstring& path, bool wow32, const std::wstring& value) {
+    return RegistryKey::Exists(HKLM, path, wow32) ? RegistryKey(HKLM, path, wow32).ReadString(value, kAbsent) : kAbsent;
+}
+
+// Left live; or moved aside and back; or kept aside for a live namesake at least as new.
+enum Fate { Stays, Back, Newer, Same, Unrecorded, Older };
+
+} // namespace
+
+TEST_F(BackupTest, UninstallEntriesGoAsideAndComeBackUnlessALiveNamesakeIsAsNew) {
+    const std::wstring shield =
+        L"C:\\Program Files (x86)\\InstallShield Installation Information\\FerrymarkTest.Addon";
+    const std::wstring shieldAside = PathParent(shield) + L"\\Ferrymark backup (RmVycnltYXJrVGVzdC5BZGRvbg==)";
+    const bool hadParent = platform::Exists(PathParent(shield));
+    // Entries of an earlier run cut short are taken away before and after.
+    const auto clean = [&] {
+        for (bool view : {false, true}) {
+            const RegistryKey uninstall(HKLM, kUninstall, view);
+            for (const std::wstring& name : uninstall.SubKeys())
+                if (name.rfind(L"FerrymarkTest.", 0) == 0)
+                    platform::registry::DeleteTree(uninstall.Handle(), name);
+        }
+        platform::RemoveTree(shield);
+        platform::RemoveTree(shieldAside);
+    };
+    clean();
+    const std::tuple<std::wstring, const wchar_t*, const wchar_t*, bool, Fate> rows[] = {
+        {L"Addon", L"q:\\ferrymark tests\\sim\\", L"Add-on Maker", false, Back},
+        {L"Drive", L"Q:\\", L"Add-on Maker", false, Newer},
+        {L"Caps", L"Q:\\Ferrymark Tests\\Sim", L"LOCKHEED MARTIN", false, Same},
+        {L"Unrecorded", L"Q:\\Ferrymark Tests\\Sim", L"Add-on Maker", false, Unrecorded},
+        {L"Older", L"Q:\\Ferrymark Tests\\Sim", L"Add-on Maker", false, Older},
+        {L"Addon32", L"Q:\\Ferrymark Tests\\Sim", L"Add-on Maker", true, Back},
+        {L"Older32", L"Q:\\Ferrymark Tests\\Sim", L"Add-on Maker", true, Older},
+        {L"Studios", L"Q:\\Ferrymark Tests\\Sim", L"Microsoft Game Studios", false, Stays},
+        {L"Lockheed32", L"Q:\\Ferrymark Tests\\Sim", L"Lockheed Martin", true, Stays},
+        {L"NoLocation", L"", L"Add-on Maker", false, Stays},
+        {L"Elsewhere", L"Q:\\Other\\Sim", L"Add-on Maker", false, Stays}};
+    // Backup keys lie in the 64-bit view, whatever view their entries came from.
+    const auto aside = [&](bool wow32, const std::wstring& name) {
+        return KeyPath() + (wow32 ? L"\\Uninstall32\\FerrymarkTest." : L"\\Uninstall64\\FerrymarkTest.") + name;
+    };
+    const auto live = [](const std::wstring& name) { return kUninstall + (L"\\FerrymarkTest." + name); };
+    std::map<std::wstring, std::wstring> times;
+    for (const auto& [name, location, publisher, wow32, fate] : rows) {
+        RegistryKey entry(HKLM, live(name), wow32);  // with a subkey of its own
+        if (*location != L'\0')
+            entry.WriteString(L"InstallLocation", location);
+        entry.WriteString(L"Publisher", publisher);
+        entry.WriteString(L"Marker", L"moved");
+        RegistryKey(HKLM, live(name) + L"\\Parts", wow32).WriteString(L"Marker", L"part");
+        times[name] = entry.LastWriteTimeText();
     }
+    MakeFolder(shield);
+    WriteFile(shield + L"\\setup.ilg", "log");
+    // A second later, so that a time stamp taken after the move would differ.
+    std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+    EXPECT_TRUE(RegistryBackup(HKLM, KeyPath() + L"\\Uninstall32", L"Q:\\Ferrymark Tests\\Sim", true));
+    EXPECT_TRUE(RegistryBackup(HKLM, KeyPath() + L"\\Uninstall64", L"Q:\\Ferrymark Tests\\Sim", false));
+    EXPECT_EQ(LogMatching({"TRACE RegistryBackup "}), (Lines{"TRACE RegistryBackup Q:\\Ferrymark Tests\\Sim (32 bit)",
+                                                             "TRACE RegistryBackup Q:\\Ferrymark Tests\\Sim (64 bit)"}));
+    EXPECT_EQ(ReadFile(shieldAside + L"\\setup.ilg"), "log");
+    // An add-on folder made anew while its entry is aside gives way to the one set aside.
+    EXPECT_FALSE(platform::Exists(shield));
+    MakeFolder(shield);
+    for (const auto& [name, location, publisher, wow32, fate] : rows) {
+        SCOPED_TRACE(Narrow(name));
+        const bool moved = fate != Stays, view = !moved && wow32;
+        const std::wstring at = moved ? aside(wow32, name) : live(name);
+        EXPECT_EQ(Read(at, view, L"Marker"), L"moved");
+        EXPECT_EQ(Read(at + L"\\Parts", view, L"Marker"), L"part");
+        EXPECT_EQ(Read(at, view, L"__LastModified"), moved ? times[name] : kAbsent);
+        EXPECT_NE(RegistryKey::Exists(HKLM, live(name), wow32), moved);
+        EXPECT_FALSE(RegistryKey::Exists(HKLM, aside(wow32, name), true));
+        if (fate == Stays || fate == Back)
+            continue;
+        RegistryKey namesake(HKLM, live(name), wow32), kept(HKLM, aside(wow32, name), false);
+        namesake.WriteString(L"Extra", L"live");
+        if (wow32)  // a 64-bit namesake as well
+            RegistryKey(HKLM, live(name), false).WriteString(L"Marker", L"64-bit");
+        if (fate == Unrecorded)
+            kept.DeleteValue(L"__LastModified");
+        else if (fate != Newer)
+            kept.WriteString(L"__LastModified", fate == Same ? namesake.LastWriteTimeText() : L"9999-12-31");
+    }
+    EXPECT_TRUE(RegistryRestore(HKLM, KeyPath() + L"\\Uninstall32", true));
+    EXPECT_TRUE(RegistryRestore(HKLM, KeyPath() + L"\\Uninstall64", false));
+    for (const auto& [name, location, publisher, wow32, fate] : rows) {
+        SCOPED_TRACE(Narrow(name));
+        const bool back = fate == Stays || fate == Back || fate == Older;
+        EXPECT_EQ(Read(live(name), wow32, L"Marker"), back ? L"moved" : kAbsent);
+        EXPECT_EQ(Read(aside(wow32, name), false, L"Marker"), back ? kAbsent : L"moved") << "kept aside";
+        EXPECT_EQ(Read(live(name) + L"\\Parts", wow32, L"Marker"), back ? L"part" : kAbsent);
+        EXPECT_EQ(Read(live(name), wow32, L"__LastModified"), kAbsent);
+        // An older namesake is cleared in the 64-bit view only: a 32-bit one merges.
+        EXPECT_FALSE(RegistryKey::Exists(HKLM, live(name), !wow32));
+        EXPECT_EQ(Read(live(name), wow32, L"Extra"), back && !(fate == Older && wow32) ? kAbsent : L"live");
+    }
+    EXPECT_EQ(ReadFile(shield + L"\\setup.ilg"), "log");
+    EXPECT_TRUE(RegistryKey::Exists(HKLM, KeyPath() + L"\\Uninstall32", false)) << "an emptied key stays";
+    EXPECT_TRUE(RegistryKey(HKLM, KeyPath() + L"\\Uninstall32", false).SubKeys().empty());
+    clean();
+    if (!hadParent)
+        platform::RemoveTree(PathParent(shield));
+}
+
+TEST_F(BackupTest, RenameAndMoveToRefuseAnExistingDestinationUnlessOverwriting) {
+    const std::wstring source = KeyPath() + L"\\Source", target = KeyPath() + L"\\Target";
+    EXPECT_FALSE(Rename(HKLM, source, false, HKLM, target, false, true));
+    EXPECT_FALSE(RegistryKey::Exists(HKLM, target, false)) << "a missing source makes nothing";
+    RegistryKey(HKLM, target, false).WriteString(L"Old", L"target");
+    RegistryKey key(HKLM, source, false);
+    key.WriteString(L"Marker", L"source");
+    EXPECT_FALSE(Rename(HKLM, L"", false, HKLM, target, false, true));
+    EXPECT_FALSE(Rename(HKLM, source, false, HKLM, L"", false, true));
+    EXPECT_FALSE(Rename(HKLM, source, false, HKLM, target, false, false));
+    EXPECT_FALSE(key.MoveTo(HKLM, target, false, false));
+    EXPECT_EQ(key.Path(), source);
+    EXPECT_EQ(Read(source, false, L"Marker"), L"source");
+    EXPECT_EQ(Read(target, false, L"Old"), L"target");
+    EXPECT_TRUE(key.MoveTo(HKLM, target, false, true));
+    EXPECT_EQ(key.ReadString(L"Marker", kAbsent), L"source") << "the object follows the key";
+    EXPECT_EQ(Read(target, false, L"Old"), kAbsent) << "the destination tree was replaced";
+    EXPECT_FALSE(RegistryKey::Exists(HKLM, source, false));
+    // A forward slash splits the name wrongly: the tree is copied but not deleted.
+    RegistryKey(HKLM, KeyPath() + L"\\A/B", false).WriteString(L"Marker", L"slashed");
+    EXPECT_FALSE(Rename(HKLM, KeyPath() + L"\\A/B", false, HKLM, source, false, true));
+    EXPECT_EQ(Read(KeyPath() + L"\\A/B", false, L"Marker"), L"slashed");
+    EXPECT_EQ(Read(source, false, L"Marker"), L"slashed");
 }

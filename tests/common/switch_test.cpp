@@ -1,371 +1,545 @@
-// The switch over the six-simulator machine: a round trip that leaves only the
-// documented residue, what stops it before anything changes, the link rule of the
-// target, and the single operations' edge cases. Under Wine links cannot be made:
-// there the checks take the failure path, and everything else is checked alike.
-#include "common/switch_fixture.h"
-#include "app/constants.h"
+// Whole switches over the six-simulator machine, through the recording host: a
+// round trip and what it leaves, what stops a switch before anything changes,
+// the target's file links by build, and machines bent as users have them. Under
+// Wine links cannot be made: there the link checks take the failure path.
 #include "app/machine.h"
 #include "app/machine_queries.h"
 #include "app/paths.h"
-#include "app/text.h"
-#include "engine/backup.h"
-#include "engine/links.h"
-#include "engine/registry_backup.h"
 #include "engine/simbase.h"
-#include "engine/switch_target.h"
 #include "platform/fs.h"
 #include "resources/resource.h"
-#include "simulators/catalogue.h"
-#include "simulators/prepar3d.h"
+#include "support/other_process.h"
+#include "support/sandbox.h"
+#include "tools/machine/machine_snapshot.h"
+#include "tools/machine/recording_host.h"
+#include "tools/machine/round_trip_residue.h"
+#include "tools/machine/six_simulator_machine.h"
 
 #include <gtest/gtest.h>
 
-#ifdef FERRYMARK_SIGN_CAFILE
-#include "platform/posix/host.h"
-
-#include <cstdio>
-#endif
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
 
 namespace {
 
-#ifdef FERRYMARK_SIGN_CAFILE
-// What osslsigncode says of a file's signature, checked against the certificate
-// that signed the build: its whole report.
-std::string SignatureReport(const std::wstring& path) {
-    const std::string command = "osslsigncode verify -CAfile '" FERRYMARK_SIGN_CAFILE "' -in '" +
-                                platform::posix::HostPath(path) + "' 2>&1";
-    std::string report;
-    if (FILE* pipe = popen(command.c_str(), "r")) {
-        char buffer[4096];
-        for (std::size_t got; (got = fread(buffer, 1, sizeof buffer, pipe)) > 0;)
-            report.append(buffer, got);
-        if (pclose(pipe) != 0)
-            report += "\n(osslsigncode failed)";
-    }
-    return report;
-}
-#endif
+using other_process::Hold;
+using other_process::Holder;
+const RegistryHive HKLM = RegistryHive::LocalMachine;
+const wchar_t kTarget[] = L"Prepar3D v4";
+const wchar_t kStore[] = L"Software\\Kestrane\\Ferrymark\\Simulators\\";
+const wchar_t kUninstall[] = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\";
+const wchar_t kInstallShield[] =
+    L"C:\\Program Files (x86)\\InstallShield Installation Information\\{6F7A2C19-3B84-4E1D-9A52-0C8D7E4B1F36}";
+const wchar_t kInstallShieldAside[] = L"C:\\Program Files (x86)\\InstallShield Installation Information\\"
+                                      L"Ferrymark backup (ezZGN0EyQzE5LTNCODQtNEUxRC05QTUyLTBDOEQ3RTRCMUYzNn0=)";
+const wchar_t kV4[] = L"C:\\Program Files\\Lockheed Martin\\Prepar3D v4";
 
-bool MatchesPattern(const std::wstring& name, const std::wstring& pattern) {
-    if (pattern.rfind(L"*", 0) == 0)
-        return name.size() >= pattern.size() - 1 &&
-               EqualsIgnoringCase(name.substr(name.size() - (pattern.size() - 1)), pattern.substr(1));
-    return EqualsIgnoringCase(name, pattern);
+std::wstring InUse(const wchar_t* title) {
+    return std::wstring(L"Files in use: ") + title +
+           L" files are in use.\nClose all open files and running programs and try again.";
 }
+
+// Every simulator as installed, written out: where it stands, its program and
+// data folder with their names set aside, its own values, and the simulator whose
+// disabling takes its add-ons' Uninstall entries (install folders are compared
+// as text prefixes, so "...\Prepar3D" takes those of "...\Prepar3D v2").
+struct Installed {
+    const wchar_t *title, *location, *version, *program, *programAside, *data, *dataAside, *key;
+    bool wow32, contentKeys;
+    const wchar_t* entriesHeldBy;
+};
+const Installed kSimulators[] = {
+    {L"Flight Simulator X", L"C:\\Program Files (x86)\\Microsoft Games\\Microsoft Flight Simulator X",
+     L"10.0.61637.0", L"fsx.exe", L"Ferrymark backup (ZnN4LmV4ZQ==)", L"C:\\ProgramData\\Microsoft\\FSX",
+     L"C:\\ProgramData\\Microsoft\\Ferrymark backup (RlNY)", L"Software\\Microsoft\\Microsoft Games\\Flight Simulator\\10.0",
+     true, false, L"Flight Simulator X"},
+    {L"Prepar3D v1", L"C:\\Program Files (x86)\\Lockheed Martin\\Prepar3D", L"1.4.4747.0", L"Prepar3D.exe",
+     L"Ferrymark backup (UHJlcGFyM0QuZXhl)", L"C:\\ProgramData\\LockheedMartin\\Prepar3D",
+     L"C:\\ProgramData\\LockheedMartin\\Ferrymark backup (UHJlcGFyM0Q=)", L"Software\\LockheedMartin\\Prepar3D", true,
+     false, L"Prepar3D v1"},
+    {L"Prepar3D v2", L"C:\\Program Files (x86)\\Lockheed Martin\\Prepar3D v2", L"2.5.12945.0", L"Prepar3D.exe",
+     L"Ferrymark backup (UHJlcGFyM0QuZXhl)", L"C:\\ProgramData\\Lockheed Martin\\Prepar3D v2",
+     L"C:\\ProgramData\\Lockheed Martin\\Ferrymark backup (UHJlcGFyM0QgdjI=)",
+     L"Software\\Lockheed Martin\\Prepar3D v2", true, false, L"Prepar3D v1"},
+    {L"Prepar3D v3", L"C:\\Program Files (x86)\\Lockheed Martin\\Prepar3D v3", L"3.4.22.19868", L"Prepar3D.exe",
+     L"Ferrymark backup (UHJlcGFyM0QuZXhl)", L"C:\\ProgramData\\Lockheed Martin\\Prepar3D v3",
+     L"C:\\ProgramData\\Lockheed Martin\\Ferrymark backup (UHJlcGFyM0QgdjM=)",
+     L"Software\\Lockheed Martin\\Prepar3D v3", true, true, L"Prepar3D v1"},
+    {L"Prepar3D v4", kV4, L"4.5.14.34698", L"Prepar3D.exe", nullptr, L"C:\\ProgramData\\Lockheed Martin\\Prepar3D v4",
+     nullptr, L"Software\\Lockheed Martin\\Prepar3D v4", false, true, nullptr},
+    {L"Prepar3D v5", L"C:\\Program Files\\Lockheed Martin\\Prepar3D v5", L"5.3.17.28160", L"Prepar3D.exe",
+     L"Ferrymark backup (UHJlcGFyM0QuZXhl)", L"C:\\ProgramData\\Lockheed Martin\\Prepar3D v5",
+     L"C:\\ProgramData\\Lockheed Martin\\Ferrymark backup (UHJlcGFyM0QgdjU=)",
+     L"Software\\Lockheed Martin\\Prepar3D v5", false, true, L"Prepar3D v5"},
+};
+
+// The files a backup copies, by slot, flat into <backup>\<title>\<slot name>.
+const std::map<SimulatorFolder, std::pair<const wchar_t*, std::vector<std::wstring>>> kCopied{
+    {ProgramData, {L"ProgramData", {L".cfg"}}},
+    {LocalAppData, {L"LocalAppData", {L".fxml", L".wx"}}},
+    {RoamingAppData, {L"RoamingAppData", {L".cfg", L".xml", L".bin"}}},
+    {UserFiles,
+     {L"UserFiles", {L".cfg", L".xml", L".pln", L".fxml", L".flt", L".wx", L".fssave", L"\\logbook.bin",
+                     L"\\SimConnect.ini"}}},
+    {Root, {L"Root", {L".cfg", L".xml"}}},
+};
+
+std::wstring State(const MachineSnapshot& snapshot, const std::wstring& path) {
+    const auto found = snapshot.files.find(path);
+    return found == snapshot.files.end() ? L"(nothing)" : found->second.state;
+}
+
+class MachineSwitchTest : public SandboxTest {
+protected:
+    void SetUp() override {
+        SandboxTest::SetUp();
+        machine.Remove();
+        machine.Install(true);
+        OpenLog();
+        host.emplace();
+        links = !other_process::RunningUnderWine();
+    }
+    void TearDown() override {
+        host.reset();
+        machine.Remove();
+        SandboxTest::TearDown();
+    }
+    bool Switch(bool activate, const std::wstring& recorded = L"") {
+        host->recordedTitle = recorded;
+        host->boxes.clear();
+        return SwitchTarget(*host, kTarget, activate);
+    }
+    // What changed since `before` that neither the round trip, this test's log nor
+    // `extra` explains, one a line; empty when nothing was lost.
+    std::string Lost(const MachineSnapshot& before, std::vector<ResidueItem> extra = {}) {
+        const std::wstring log = InFolder(L"log.txt");
+        extra.push_back({"the test's log", [=](const Difference& d) { return d.item == log; }});
+        return Narrow(Describe(Unexplained(before, host->Record(kTarget), extra)));
+    }
+    // Nothing but the log changed since `before`.
+    std::string Changed(const MachineSnapshot& before) {
+        std::vector<Difference> changes;
+        for (const Difference& d : DiffSnapshots(before, TakeSnapshot()))
+            if (d.item != InFolder(L"log.txt"))
+                changes.push_back(d);
+        return Narrow(Describe(changes));
+    }
+
+    SixSimulatorMachine machine;
+    std::optional<RecordingHost> host;
+    bool links = true;
+};
 
 } // namespace
 
-TEST_F(SwitchTest, RoundTripLeavesOnlyTheDocumentedResidue) {
-    const std::wstring targetTitle = L"Prepar3D v4";
-    const auto target = Record(targetTitle);
-    const std::wstring targetLocation = machine.Simulator(targetTitle).location;
-    const std::wstring backupRoot = PathJoin(GetDataFolder(), L"backup");
+TEST_F(MachineSwitchTest, ARoundTripMovesEverySimulatorAsideAndBackLeavingOnlyItsResidue) {
+    // The backups of ten runs before: the oldest gives way to the rotation.
+    const std::wstring data = L"C:\\ProgramData\\Kestrane\\Ferrymark";
+    MakeFolder(data + L"\\backup");
+    WriteFile(data + L"\\backup\\earlier.cfg", "0");
+    for (int at = 1; at <= 9; ++at) {
+        MakeFolder(data + L"\\backup" + std::to_wstring(at));
+        WriteFile(data + L"\\backup" + std::to_wstring(at) + L"\\earlier.cfg", std::to_string(at));
+    }
+    for (const Installed& row : kSimulators) {
+        SCOPED_TRACE(Narrow(row.title));
+        const GenericSimulator& record = host->Record(row.title);
+        EXPECT_EQ(record.GetLocation(false), row.location + std::wstring(L"\\"));
+        EXPECT_EQ(record.GetVersion(true, L""), row.version);
+        EXPECT_EQ(record.GetFolder(ProgramData), row.data);
+    }
     const MachineSnapshot before = TakeSnapshot();
-
-    ASSERT_TRUE(SwitchTarget(*this, targetTitle, true));
+    ASSERT_TRUE(Switch(true));
     const MachineSnapshot active = TakeSnapshot();
-    EXPECT_TRUE(boxes.empty());
-    EXPECT_EQ(updates, std::vector<std::wstring>{L"Prepar3D v4 active"});
-    EXPECT_TRUE(targetActive);
-    EXPECT_EQ(settings->ReadDword(L"TargetActive", 7), 1u);
-    EXPECT_EQ(settings->ReadString(L"TargetTitle", L""), targetTitle);
+    EXPECT_EQ(host->boxes, std::vector<std::wstring>{});
+    EXPECT_EQ(host->updates, std::vector<std::wstring>{L"Prepar3D v4 active"});
+    EXPECT_TRUE(host->active);
+    EXPECT_EQ(host->settings.ReadDword(L"TargetActive", 7), 1u);
+    EXPECT_EQ(host->settings.ReadString(L"TargetTitle", L""), kTarget);
+    EXPECT_EQ(ReadFile(data + L"\\backup1\\earlier.cfg"), "0");
+    EXPECT_EQ(ReadFile(data + L"\\backup9\\earlier.cfg"), "8");
+    EXPECT_FALSE(platform::Exists(data + L"\\backup10"));
 
-    for (const auto& simulator : simulators) {
-        const std::wstring title = simulator->GetTitle();
-        SCOPED_TRACE(Narrow(title));
-        const InstalledSimulator& installed = machine.Simulator(title);
-        // The backup tree holds a flat copy of each slot's configuration files.
-        std::size_t copies = 0;
-        for (const auto& [slot, patterns] : simulator->BackupPatterns()) {
-            const std::wstring slotFolder = simulator->GetFolder(slot);
-            const std::wstring copyFolder =
-                PathJoin(PathJoin(backupRoot, title), GenericSimulator::GetFolderName(slot));
-            for (const auto& [path, entry] : before.files) {
-                if (PathParent(path) != slotFolder || entry.state.rfind(L"file ", 0) != 0)
-                    continue;
-                const std::wstring name = PathLastComponent(path);
-                for (const std::wstring& pattern : patterns) {
-                    if (MatchesPattern(name, pattern)) {
-                        EXPECT_EQ(State(active, PathJoin(copyFolder, name)), entry.state) << Narrow(path);
+    std::vector<std::string> activation{"INFO Activating Prepar3D v4"}, others, deactivation{
+                                                                                "INFO Deactivating Prepar3D v4"};
+    for (const Installed& row : kSimulators) {
+        SCOPED_TRACE(Narrow(row.title));
+        const std::string title = Narrow(row.title);
+        const GenericSimulator& record = host->Record(row.title);
+        activation.insert(activation.end(), {"INFO --- " + title + " backup start ---", "INFO --- " + title + " backup end ---"});
+        deactivation.insert(deactivation.end(), {"INFO --- " + title + " restore start ---", "INFO --- " + title + " restore end ---"});
+        if (title != "Flight Simulator X")
+            deactivation.insert(deactivation.end(), {"TRACE --- " + title + " deactivate start ---",
+                                                     "TRACE --- " + title + " deactivate end ---"});
+        // Each slot's configuration files, and nothing else, are copied flat.
+        std::size_t copies = 0, inTree = 0;
+        const std::wstring tree = data + L"\\backup\\" + row.title;
+        for (const auto& [slot, copied] : kCopied) {
+            const std::wstring place = slot == Root ? row.location : record.GetFolder(slot);
+            for (const auto& [path, entry] : before.files)
+                for (const std::wstring& ending : copied.second)
+                    if (PathParent(path) == place && entry.state.rfind(L"file", 0) == 0 &&
+                        path.size() > ending.size() && path.compare(path.size() - ending.size(), ending.size(), ending) == 0) {
+                        EXPECT_EQ(State(active, tree + L"\\" + copied.first + L"\\" + PathLastComponent(path)), entry.state)
+                            << Narrow(path);
                         ++copies;
-                        break;
+                    }
+        }
+        for (const auto& [path, entry] : active.files)
+            inTree += IsBelow(path, tree) && entry.state.rfind(L"file", 0) == 0;
+        EXPECT_GT(copies, 5u);
+        EXPECT_EQ(inTree, copies);
+
+        const std::wstring program = row.location + std::wstring(L"\\") + row.program;
+        if (row.dataAside == nullptr) {
+            EXPECT_EQ(State(active, program), State(before, program));
+            continue;
+        }
+        others.insert(others.end(), {"INFO --- " + title + " disable start ---", "INFO --- " + title + " disable end ---"});
+        // The data folder is set aside and linked to the target's, the program set
+        // aside for the stub, and the simulator's own values name the target.
+        EXPECT_EQ(State(active, row.dataAside), State(before, row.data));
+        EXPECT_EQ(State(active, row.data),
+                  links ? L"link -> C:\\ProgramData\\Lockheed Martin\\Prepar3D v4" : L"(nothing)");
+        if (!links) {
+            EXPECT_EQ(LogMatching({"WARN Failed to create directory link " + Narrow(row.data) +
+                                   " -> C:\\ProgramData\\Lockheed Martin\\Prepar3D v4, reason: "})
+                          .size(),
+                      1u);
+        }
+        EXPECT_EQ(State(active, row.location + std::wstring(L"\\") + row.programAside), State(before, program));
+        EXPECT_TRUE(ReadFile(program) == Embedded(IDR_LAUNCHER_STUB)) << "not the stub: " << Narrow(program);
+        std::vector<std::wstring> keys{row.key};
+        if (row.contentKeys)
+            keys.insert(keys.end(), {row.key + std::wstring(L" Content"), row.key + std::wstring(L" Scenery")});
+        for (const std::wstring& key : keys)
+            EXPECT_EQ(RegistryKey(HKLM, key, row.wow32).ReadString(L"SetupPath", L""),
+                      L"C:\\Program Files\\Lockheed Martin\\Prepar3D v4\\")
+                << Narrow(key);
+        EXPECT_EQ(RegistryKey(RegistryHive::CurrentUser, row.key, row.wow32).ReadString(L"AppPath", L""),
+                  L"C:\\Program Files\\Lockheed Martin\\Prepar3D v4\\");
+        // Its add-ons' entries wait, with their time, under one simulator only.
+        const InstalledSimulator& installed = machine.Simulator(row.title);
+        for (bool wow32 : {true, false})
+            for (const std::wstring& name : wow32 ? installed.addonEntries32 : installed.addonEntries64) {
+                EXPECT_FALSE(RegistryKey::Exists(HKLM, kUninstall + name, wow32)) << Narrow(name);
+                for (const Installed& holder : kSimulators) {
+                    const std::wstring aside = kStore + std::wstring(holder.title) +
+                                               (wow32 ? L"\\Uninstall32\\" : L"\\Uninstall64\\") + name;
+                    const bool held = holder.title == std::wstring(row.entriesHeldBy);
+                    EXPECT_EQ(RegistryKey::Exists(HKLM, aside, false), held) << Narrow(aside);
+                    if (held) {
+                        EXPECT_EQ(RegistryKey(HKLM, aside, false).ReadString(L"__LastModified", L"").size(), 19u);
                     }
                 }
             }
-        }
-        std::size_t inTree = 0;
-        for (const auto& [path, entry] : active.files)
-            inTree += IsBelow(path, PathJoin(backupRoot, title)) && entry.state.rfind(L"file ", 0) == 0;
-        EXPECT_GT(copies, 0u);
-        EXPECT_EQ(inTree, copies) << "nothing else is copied";
-
-        const std::wstring program = simulator->GetFolder(RootExecutable);
-        if (simulator == target) {
-            EXPECT_EQ(State(active, program), State(before, program));
-            EXPECT_EQ(GetFileVersionText(PathJoin(installed.location, L"fsx.exe")), L"10.0.61637.0");
-            continue;
-        }
-        // Each slot is set aside under its backup name and linked to the target's.
-        for (SimulatorFolder slot : simulator->Folders()) {
-            const std::wstring path = simulator->GetFolder(slot);
-            const std::wstring linkTarget = target->GetFolder(slot);
-            EXPECT_EQ(State(active, GetBackupPath(path)), State(before, path)) << Narrow(path);
-            if (links) {
-                EXPECT_EQ(State(active, path), L"link -> " + CleanLinkTarget(linkTarget));
-            } else {
-                EXPECT_EQ(State(active, path), L"(nothing)");
-                // The system's own text for "not supported" follows the reason.
-                EXPECT_EQ(LogMatching({"WARN Failed to create directory link " + Narrow(path) + " -> " +
-                                         Narrow(linkTarget) + ", reason: "})
-                              .size(),
-                          1u);
-            }
-        }
-        // The stub stands in for the executable, whose original waits beside it.
-        // Compared as a whole, so that a failure does not print two programs.
-        EXPECT_TRUE(ReadFile(program) == Embedded(IDR_LAUNCHER_STUB)) << "not the stub: " << Narrow(program);
-#ifdef FERRYMARK_SIGN_CAFILE
-        // Written byte for byte, the stub keeps the signature made at build time.
-        const std::string report = SignatureReport(program);
-        EXPECT_NE(report.find("Signature verification: ok"), std::string::npos) << report;
-        EXPECT_EQ(report.find("(osslsigncode failed)"), std::string::npos) << report;
-#endif
-        EXPECT_EQ(State(active, GetBackupPath(program)), State(before, program));
-        // The simulator's own values name the target's folder.
-        std::vector<std::wstring> keys{simulator->RegistryKeyPath()};
-        if (simulator->GetKind() >= 4)
-            keys.insert(keys.end(), {simulator->RegistryKeyPath() + L" Content",
-                                     simulator->RegistryKeyPath() + L" Scenery"});
-        const bool wow = simulator->Is32Bit();
-        for (const std::wstring& key : keys)
-            EXPECT_EQ(RegistryKey(HKLM, key, wow).ReadString(L"SetupPath", L""), targetLocation + L"\\")
-                << Narrow(key);
-        EXPECT_EQ(RegistryKey(RegistryHive::CurrentUser, simulator->RegistryKeyPath(), wow)
-                      .ReadString(L"AppPath", L""),
-                  targetLocation + L"\\");
-        // Its add-ons' Uninstall entries wait in the program's key with their time,
-        // under the first simulator disabled whose folder overlaps theirs: a folder
-        // is compared as a text prefix, so "...\Prepar3D" takes "...\Prepar3D v2\...".
-        for (bool wow32 : {true, false}) {
-            for (const std::wstring& name : wow32 ? installed.addonEntries32 : installed.addonEntries64) {
-                EXPECT_FALSE(RegistryKey::Exists(HKLM, Uninstall(name), wow32)) << Narrow(name);
-                std::vector<std::wstring> holders;
-                std::wstring firstOverlapping;
-                for (const auto& other : simulators) {
-                    if (other == target)
-                        continue;
-                    const std::wstring moved =
-                        FormatWide(L"%s\\Simulators\\%s\\%s\\%s", kSettingsKey, other->GetTitle().c_str(),
-                                   wow32 ? L"Uninstall32" : L"Uninstall64", name.c_str());
-                    if (!RegistryKey::Exists(HKLM, moved, false))
-                        continue;
-                    RegistryKey entry(HKLM, moved, false);
-                    holders.push_back(other->GetTitle());
-                    EXPECT_EQ(entry.ReadString(L"__LastModified", L"").size(), 19u) << Narrow(name);
-                    EXPECT_TRUE(PathsOverlap(entry.ReadString(L"InstallLocation", L""), installed.location));
-                }
-                for (const auto& other : simulators)
-                    if (other != target && firstOverlapping.empty() &&
-                        PathsOverlap(installed.location, machine.Simulator(other->GetTitle()).location))
-                        firstOverlapping = other->GetTitle();
-                EXPECT_EQ(holders, std::vector<std::wstring>{firstOverlapping}) << Narrow(name);
-            }
-        }
     }
-    // The simulators' own and unrelated entries stay; the InstallShield folder goes aside.
     for (bool wow32 : {true, false})
         for (const std::wstring& name : machine.OtherUninstallEntries(wow32))
-            EXPECT_TRUE(RegistryKey::Exists(HKLM, Uninstall(name), wow32)) << Narrow(name);
-    EXPECT_EQ(State(active, machine.InstallShieldFolder()), L"(nothing)");
-    EXPECT_EQ(State(active, GetBackupPath(machine.InstallShieldFolder())), L"folder");
+            EXPECT_TRUE(RegistryKey::Exists(HKLM, kUninstall + name, wow32)) << Narrow(name);
+    EXPECT_EQ(State(active, kInstallShield), L"(nothing)");
+    EXPECT_EQ(State(active, kInstallShieldAside), L"folder");
 
-    // The target: launch lists sound, file links into its data folders.
-    EXPECT_EQ(ReadFile(PathJoin(target->GetFolder(ProgramData), L"dll.xml")), Embedded(IDR_SIMBASE_V3_DLL));
+    // The target: an fsx.exe copy, sound launch lists, and file links into its
+    // data folders of the files that are there.
+    EXPECT_EQ(GetFileVersionText(kV4 + std::wstring(L"\\fsx.exe")), L"10.0.61637.0");
+    EXPECT_EQ(ReadFile(L"C:\\ProgramData\\Lockheed Martin\\Prepar3D v4\\dll.xml"), Embedded(IDR_SIMBASE_V3_DLL));
     for (SimulatorFolder slot : {ProgramData, RoamingAppData})
-        for (const wchar_t* name : {L"dll.xml", L"exe.xml"})
-            EXPECT_TRUE(VerifySimBaseDocument(PathJoin(target->GetFolder(slot), name), 3));
-    const auto* prepar3d = dynamic_cast<const Prepar3D*>(target.get());
-    ASSERT_NE(prepar3d, nullptr);
-    for (const auto& [slots, names] : prepar3d->GetFileLinks()) {
-        for (const std::wstring& name : names) {
-            const std::wstring real = PathJoin(target->GetFolder(slots.second), name);
-            const std::wstring link = PathJoin(targetLocation, name);
-            const bool made = links && State(before, real) != L"(nothing)";
-            EXPECT_EQ(State(active, link), made ? L"link -> " + CleanLinkTarget(real) : L"(nothing)")
-                << Narrow(link);
-        }
-    }
-
-    // Backups of every configured simulator, the target's activation, then the others.
-    std::vector<std::string> order{"INFO Activating Prepar3D v4"};
-    for (const auto& simulator : simulators)
-        for (const char* step : {"start", "end"})
-            order.push_back("INFO --- " + Narrow(simulator->GetTitle()) + " backup " + step + " ---");
-    order.insert(order.end(), {"TRACE --- Prepar3D v4 activate start ---", "TRACE --- Prepar3D v4 activate end ---"});
-    for (const auto& simulator : simulators)
-        if (simulator != target)
-            for (const char* step : {"start", "end"})
-                order.push_back("INFO --- " + Narrow(simulator->GetTitle()) + " disable " + step + " ---");
-    order.push_back("INFO Finished activating Prepar3D v4");
-    const std::vector<std::string> steps{"INFO Activating", "INFO Deactivating", "INFO Finished", "INFO --- ",
-                                         "TRACE --- "};
-    EXPECT_EQ(LogMatching(steps), order);
+        for (const wchar_t* name : {L"\\dll.xml", L"\\exe.xml"})
+            EXPECT_TRUE(VerifySimBaseDocument(host->Record(kTarget).GetFolder(slot) + name, 3));
+    EXPECT_EQ(State(active, kV4 + std::wstring(L"\\scenery.cfg")),
+              links ? L"link -> C:\\ProgramData\\Lockheed Martin\\Prepar3D v4\\scenery.cfg" : L"(nothing)");
+    EXPECT_EQ(State(active, kV4 + std::wstring(L"\\ThermalDescriptions.xml")), L"(nothing)");
+    EXPECT_EQ(LogMatching({"TRACE CreateFileLink "}).size(), 14u);
+    activation.insert(activation.end(), {"TRACE --- Prepar3D v4 activate start ---", "TRACE --- Prepar3D v4 activate end ---"});
+    activation.insert(activation.end(), others.begin(), others.end());
+    activation.push_back("INFO Finished activating Prepar3D v4");
+    const std::vector<std::string> steps{"INFO Activating", "INFO Deactivating", "INFO Finished", "INFO --- ", "TRACE --- "};
+    EXPECT_EQ(LogMatching(steps), activation);
 
     ClearLog();
     // Deactivation records the title too, so the last target comes back preselected.
-    settings->DeleteValue(L"TargetTitle");
-    ASSERT_TRUE(SwitchTarget(*this, targetTitle, false));
-    EXPECT_FALSE(targetActive);
-    EXPECT_EQ(settings->ReadString(L"TargetTitle", L""), targetTitle);
-    EXPECT_EQ(updates.back(), L"Prepar3D v4 inactive");
-    order = {"INFO Deactivating Prepar3D v4"};
-    for (const auto& simulator : simulators) {
-        const std::string title = Narrow(simulator->GetTitle());
-        order.insert(order.end(), {"INFO --- " + title + " restore start ---", "INFO --- " + title + " restore end ---"});
-        if (simulator->GetKind() != 0)
-            order.insert(order.end(), {"TRACE --- " + title + " deactivate start ---",
-                                       "TRACE --- " + title + " deactivate end ---"});
-    }
-    order.push_back("INFO Finished deactivating Prepar3D v4");
-    EXPECT_EQ(LogMatching(steps), order);
-
-    // What a round trip leaves behind, each with its reason; anything else is a
-    // loss. Each kind of residue must also show.
-    const std::vector<bool> seen = ExpectOnlyResidue(before, *target);
-    const std::vector<ResidueItem> residue = RoundTripResidue(*target);
-    for (std::size_t at = 0; at < residue.size(); ++at)
-        EXPECT_TRUE(seen[at]) << "expected residue missing: " << residue[at].reason;
+    host->settings.DeleteValue(L"TargetTitle");
+    ASSERT_TRUE(Switch(false));
+    EXPECT_FALSE(host->active);
+    EXPECT_EQ(host->settings.ReadDword(L"TargetActive", 7), 0u);
+    EXPECT_EQ(host->settings.ReadString(L"TargetTitle", L""), kTarget);
+    EXPECT_EQ(host->updates.back(), L"Prepar3D v4 inactive");
+    deactivation.push_back("INFO Finished deactivating Prepar3D v4");
+    EXPECT_EQ(LogMatching(steps), deactivation);
+    EXPECT_FALSE(platform::Exists(kV4 + std::wstring(L"\\fsx.exe")));
+    EXPECT_FALSE(platform::IsSymbolicLink(kV4 + std::wstring(L"\\scenery.cfg")));
+    EXPECT_EQ(Lost(before), "");
 }
 
-TEST_F(SwitchTest, AHeldSimulatorOrAFailedRotationStopsBeforeAnythingChanges) {
-    const std::wstring backupFolder = PathJoin(GetDataFolder(), L"backup");
-    MakeFolder(backupFolder);
-    WriteFile(PathJoin(backupFolder, L"earlier.cfg"), "an earlier backup");
-    struct Case {
+TEST_F(MachineSwitchTest, WhatIsInUseStopsTheSwitchBeforeAnythingChanges) {
+    const std::wstring backup = L"C:\\ProgramData\\Kestrane\\Ferrymark\\backup";
+    MakeFolder(backup);
+    WriteFile(backup + L"\\earlier.cfg", "an earlier backup");
+    struct Row {
         const char* name;
-        const wchar_t* recorded;
         bool activate;
-        std::vector<std::wstring> held;
+        const wchar_t* recorded;
+        std::vector<std::wstring> held;  // folders another process works in
         std::wstring box;
-        std::string logLine; // a line of the log that begins so
+        std::string log;  // a line of the log that begins so
     };
-    const std::vector<Case> cases{
-        {"a simulator to disable is held", L"", true, {Record(L"Flight Simulator X")->GetFolder(ProgramData)},
-         InUseBox(L"Flight Simulator X"), "ERROR Flight Simulator X is in use"},
-        {"the recorded target is exempt; the rotation then fails", L"Prepar3D v5", true,
-         {Record(L"Prepar3D v5")->GetFolder(ProgramData), backupFolder},
+    const Row rows[] = {
+        {"a simulator to disable", true, L"", {L"C:\\ProgramData\\Microsoft\\FSX"}, InUse(L"Flight Simulator X"),
+         "ERROR Flight Simulator X is in use"},
+        {"the recorded target is exempt; the rotation then fails", true, L"Prepar3D v5",
+         {L"C:\\ProgramData\\Lockheed Martin\\Prepar3D v5", backup},
          L"Backup error: Cannot activate: failed to create backups.",
-         "ERROR Failed to move " + Narrow(backupFolder) + " -> " + Narrow(backupFolder) + "1, reason: "},
-        {"deactivation asks the target too", L"Prepar3D v4", false,
-         {Record(L"Prepar3D v4")->GetFolder(LocalAppData)},
-         InUseBox(L"Prepar3D v4"), "ERROR Prepar3D v4 is in use"},
+         "ERROR Failed to move " + Narrow(backup) + " -> " + Narrow(backup) + "1, reason: "},
+        {"deactivation asks the target too", false, kTarget, {L"C:\\ProgramData\\Lockheed Martin\\Prepar3D v4"},
+         InUse(L"Prepar3D v4"), "ERROR Prepar3D v4 is in use"},
+        {"deactivation asks a folder set aside", false, kTarget,
+         {L"C:\\ProgramData\\Lockheed Martin\\Ferrymark backup (UHJlcGFyM0QgdjI=)"}, InUse(L"Prepar3D v2"),
+         "ERROR Prepar3D v2 is in use"},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        std::vector<std::unique_ptr<other_process::Holder>> holders;
-        for (const std::wstring& path : c.held) {
-            holders.push_back(std::make_unique<other_process::Holder>(other_process::Hold::WorkingFolder, path));
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        if (!row.activate && !host->active) {
+            ASSERT_TRUE(Switch(true));
+        }
+        for (const std::wstring& path : row.held)
+            MakeFolder(path);
+        std::vector<std::unique_ptr<Holder>> holders;
+        for (const std::wstring& path : row.held) {
+            holders.push_back(std::make_unique<Holder>(Hold::WorkingFolder, path));
             ASSERT_TRUE(holders.back()->Started()) << holders.back()->Failure();
         }
         ClearLog();
-        boxes.clear();
-        recorded = c.recorded;
+        host->updates.clear();
         const MachineSnapshot before = TakeSnapshot();
-        EXPECT_FALSE(SwitchTarget(*this, L"Prepar3D v4", c.activate));
-        EXPECT_EQ(boxes, std::vector<std::wstring>{c.box});
-        EXPECT_FALSE(LogMatching({c.logLine}).empty()) << c.logLine;
-        EXPECT_TRUE(updates.empty());
-        EXPECT_EQ(settings->ReadDword(L"TargetActive", 7), 7u);
+        EXPECT_FALSE(Switch(row.activate, row.recorded));
+        EXPECT_EQ(host->boxes, std::vector<std::wstring>{row.box});
+        EXPECT_EQ(LogMatching({row.log}).size(), 1u) << row.log;
+        EXPECT_EQ(host->updates, std::vector<std::wstring>{});
         holders.clear();
-        ExpectUnchangedSince(before);
+        EXPECT_EQ(Changed(before), "");
     }
 }
 
-TEST_F(SwitchTest, ActivateLinksFilesByKindAndBuildAndDeactivateTakesThemAway) {
-    struct Case {
-        const wchar_t* title;
-        const wchar_t* version;
+TEST_F(MachineSwitchTest, HeldItemsSetAsideAreNotAskedAndStaySetAsideUntilReleased) {
+    const MachineSnapshot original = TakeSnapshot();
+    // The recorded target is exempt: a file held in it does not stop the activation.
+    {
+        Holder holder(Hold::OpenFile, kV4 + std::wstring(L"\\Settings 1.cfg"));
+        ASSERT_TRUE(holder.Started()) << holder.Failure();
+        ASSERT_TRUE(Switch(true, kTarget));
+        EXPECT_EQ(host->boxes, std::vector<std::wstring>{});
+    }
+    // The program set aside beside its stub, and the InstallShield folder, are not
+    // asked: held, they stay set aside and the deactivation goes on. The program
+    // comes back at the next deactivation; the InstallShield folder's entry came
+    // back already, so nothing brings that folder back.
+    const std::wstring program = L"C:\\Program Files (x86)\\Microsoft Games\\Microsoft Flight Simulator X\\fsx.exe";
+    const std::wstring programAside =
+        L"C:\\Program Files (x86)\\Microsoft Games\\Microsoft Flight Simulator X\\Ferrymark backup (ZnN4LmV4ZQ==)";
+    {
+        Holder heldProgram(Hold::OpenFile, programAside);
+        Holder heldFolder(Hold::WorkingFolder, kInstallShieldAside);
+        ASSERT_TRUE(heldProgram.Started() && heldFolder.Started()) << heldProgram.Failure() << heldFolder.Failure();
+        ClearLog();
+        EXPECT_TRUE(Switch(false));
+        EXPECT_EQ(host->boxes, std::vector<std::wstring>{});
+        EXPECT_FALSE(platform::Exists(program));
+        EXPECT_FALSE(platform::Exists(kInstallShield));
+        EXPECT_EQ(LogMatching({"WARN Failed to move " + Narrow(programAside) + " -> " + Narrow(program) +
+                               ", reason: "})
+                      .size(),
+                  1u);
+        EXPECT_FALSE(LogMatching({"WARN Folder is in use, cannot restore " + Narrow(kInstallShield)}).empty());
+    }
+    EXPECT_TRUE(Switch(false));
+    EXPECT_TRUE(platform::Exists(program));
+    EXPECT_TRUE(RegistryKey::Exists(HKLM, kUninstall + machine.InstallShieldEntry(), true));
+    EXPECT_EQ(Lost(original, {{"the InstallShield folder whose restore failed stays set aside", [](const Difference& d) {
+                                   return (d.kind == Difference::Removed &&
+                                           (d.item == kInstallShield || IsBelow(d.item, kInstallShield))) ||
+                                          (d.kind == Difference::Added &&
+                                           (d.item == kInstallShieldAside || IsBelow(d.item, kInstallShieldAside)));
+                               }}}),
+              "");
+}
+
+TEST_F(MachineSwitchTest, ActivationLinksFilesByKindAndBuildAndDeactivationTakesThemAway) {
+    struct Row {
+        const wchar_t *title, *version, *location;
         bool links;
     };
-    const Case cases[] = {
-        {L"Prepar3D v1", L"1.4.4747.0", false},   {L"Prepar3D v2", L"2.5.0.12941", false},
-        {L"Prepar3D v2", L"2.5.0.12942", true},   {L"Prepar3D v2", L"2.5.0.12942b", true},
-        {L"Prepar3D v2", L"2.5.12942.0", false},  {L"Prepar3D v2", L"2.5.12942", false},
-        {L"Prepar3D v2", L"", false},             {L"Prepar3D v3", L"", true},
-        {L"Prepar3D v4", L"4.5.14.34698", true}, {L"Prepar3D v5", L"5.0.0.1", true},
+    const Row rows[] = {
+        {L"Prepar3D v1", L"1.4.4747.0", L"C:\\Program Files (x86)\\Lockheed Martin\\Prepar3D", false},
+        {L"Prepar3D v2", L"2.5.0.12941", L"C:\\Program Files (x86)\\Lockheed Martin\\Prepar3D v2", false},
+        {L"Prepar3D v2", L"2.5.0.12942", L"C:\\Program Files (x86)\\Lockheed Martin\\Prepar3D v2", true},
+        {L"Prepar3D v2", L"2.5.0.12942b", L"C:\\Program Files (x86)\\Lockheed Martin\\Prepar3D v2", true},
+        {L"Prepar3D v2", L"2.5.12942.0", L"C:\\Program Files (x86)\\Lockheed Martin\\Prepar3D v2", false},
+        {L"Prepar3D v2", L"", L"C:\\Program Files (x86)\\Lockheed Martin\\Prepar3D v2", false},
+        {L"Prepar3D v3", L"", L"C:\\Program Files (x86)\\Lockheed Martin\\Prepar3D v3", true},
+        {L"Prepar3D v4", L"4.5.14.34698", kV4, true},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(Narrow(c.title) + " " + Narrow(c.version));
-        const auto simulator = Record(c.title);
-        const std::wstring location = machine.Simulator(c.title).location;
-        StoreLocation(c.title, location, c.version);
-        const std::wstring copy = PathJoin(location, L"fsx.exe");
-        const std::wstring link = PathJoin(location, L"scenery.cfg");
-        const std::wstring real = PathJoin(simulator->GetFolder(ProgramData), L"scenery.cfg");
-        ASSERT_TRUE(platform::Exists(real));
+    for (const Row& row : rows) {
+        SCOPED_TRACE(Narrow(row.title) + " " + Narrow(row.version));
+        GenericSimulator& simulator = host->Record(row.title);
+        StoreLocation(row.title, row.location, row.version);
+        const std::wstring copy = row.location + std::wstring(L"\\fsx.exe");
+        const std::wstring link = row.location + std::wstring(L"\\scenery.cfg");
+        const std::wstring real = simulator.GetFolder(ProgramData) + L"\\scenery.cfg";
         ClearLog();
-        EXPECT_TRUE(simulator->Activate());
+        EXPECT_TRUE(simulator.Activate());
         EXPECT_EQ(GetFileVersionText(copy), L"10.0.61637.0");
-        // The attempt is logged on both builds, also where the system makes no link.
-        EXPECT_EQ(LogContains("TRACE CreateFileLink " + Narrow(link) + " -> " + Narrow(real)), c.links);
-        EXPECT_EQ(platform::IsSymbolicLink(link), c.links && links);
-        EXPECT_EQ(LogMatching({"TRACE CreateFileLink "}).size(), c.links ? 14u : 0u);
-
+        EXPECT_EQ(LogContains("TRACE CreateFileLink " + Narrow(link) + " -> " + Narrow(real)), row.links);
+        EXPECT_EQ(platform::IsSymbolicLink(link), row.links && links);
+        EXPECT_EQ(LogMatching({"TRACE CreateFileLink "}).size(), row.links ? 14u : 0u);
         ClearLog();
-        EXPECT_TRUE(simulator->Deactivate());
+        EXPECT_TRUE(simulator.Deactivate());
         EXPECT_FALSE(platform::Exists(copy));
         EXPECT_FALSE(platform::IsSymbolicLink(link));
-        EXPECT_EQ(LogContains("TRACE RemoveLink " + Narrow(link)), c.links);
+        EXPECT_EQ(LogContains("TRACE RemoveLink " + Narrow(link)), row.links);
     }
 }
 
-TEST_F(SwitchTest, DisableRestoreAndBackupOnTheirOwn) {
-    const auto fsx = Record(L"Flight Simulator X");
-    const auto v4 = Record(L"Prepar3D v4");
-    const std::wstring v4Location = machine.Simulator(L"Prepar3D v4").location + L"\\";
-
+TEST_F(MachineSwitchTest, DisableRestoreAndBackupOnTheirOwn) {
+    GenericSimulator& fsx = host->Record(L"Flight Simulator X");
+    const std::shared_ptr<GenericSimulator> v4 = host->simulators[4];
     // Towards its own kind, or towards nothing, nothing happens.
     MachineSnapshot before = TakeSnapshot();
     EXPECT_FALSE(v4->Disable(v4));
-    EXPECT_FALSE(fsx->Disable(nullptr));
-    EXPECT_EQ(LogMatching({"INFO --- "}),
-              (std::vector<std::string>{"INFO --- Prepar3D v4 disable start ---",
-                                        "INFO --- Flight Simulator X disable start ---"}));
-    ExpectUnchangedSince(before);
-
-    // Without a location the folders and values are still made to point at the
-    // target; the executable and the Uninstall entries stay.
+    EXPECT_FALSE(fsx.Disable(nullptr));
+    EXPECT_EQ(Changed(before), "");
+    // Without a location the values still point at the target; the program and the
+    // Uninstall entries stay. The restore clears those values and brings the folders back.
     StoreLocation(L"Flight Simulator X", L"");
-    const std::wstring program = PathJoin(machine.Simulator(L"Flight Simulator X").location, L"fsx.exe");
+    const std::wstring program = L"C:\\Program Files (x86)\\Microsoft Games\\Microsoft Flight Simulator X\\fsx.exe";
     const std::string programBytes = ReadFile(program);
-    RegistryKey own(HKLM, fsx->RegistryKeyPath(), true);
-    EXPECT_TRUE(fsx->Disable(v4));
-    EXPECT_EQ(own.ReadString(L"SetupPath", L""), v4Location);
-    EXPECT_TRUE(platform::Exists(GetBackupPath(fsx->GetFolder(ProgramData))));
+    RegistryKey own(HKLM, L"Software\\Microsoft\\Microsoft Games\\Flight Simulator\\10.0", true);
+    EXPECT_TRUE(fsx.Disable(v4));
+    EXPECT_EQ(own.ReadString(L"SetupPath", L""), L"C:\\Program Files\\Lockheed Martin\\Prepar3D v4\\");
+    EXPECT_TRUE(platform::Exists(L"C:\\ProgramData\\Microsoft\\Ferrymark backup (RlNY)"));
     EXPECT_EQ(ReadFile(program), programBytes);
     for (const std::wstring& name : machine.Simulator(L"Flight Simulator X").addonEntries32)
-        EXPECT_TRUE(RegistryKey::Exists(HKLM, Uninstall(name), true));
-    // Restore clears what Disable pointed at the target and brings the folders back.
-    EXPECT_TRUE(fsx->Restore());
+        EXPECT_TRUE(RegistryKey::Exists(HKLM, kUninstall + name, true));
+    EXPECT_TRUE(fsx.Restore());
     EXPECT_EQ(own.ReadString(L"SetupPath", L"(none)"), L"(none)");
-    EXPECT_EQ(RegistryKey(RegistryHive::CurrentUser, fsx->RegistryKeyPath(), true).ReadString(L"AppPath", L"(none)"),
+    EXPECT_EQ(RegistryKey(RegistryHive::CurrentUser, L"Software\\Microsoft\\Microsoft Games\\Flight Simulator\\10.0", true)
+                  .ReadString(L"AppPath", L"(none)"),
               L"(none)");
-    EXPECT_FALSE(platform::Exists(GetBackupPath(fsx->GetFolder(ProgramData))));
-    EXPECT_TRUE(platform::IsFolder(fsx->GetFolder(ProgramData)));
-    EXPECT_FALSE(platform::IsSymbolicLink(fsx->GetFolder(ProgramData)));
+    EXPECT_FALSE(platform::Exists(L"C:\\ProgramData\\Microsoft\\Ferrymark backup (RlNY)"));
+    EXPECT_TRUE(platform::IsFolder(L"C:\\ProgramData\\Microsoft\\FSX"));
+    EXPECT_FALSE(platform::IsSymbolicLink(L"C:\\ProgramData\\Microsoft\\FSX"));
 
-    // A slot that is absent gets no folder in the backup tree; the others do.
-    const auto v1 = Record(L"Prepar3D v1");
-    ASSERT_FALSE(platform::RemoveTree(v1->GetFolder(ProgramData)).Failed());
-    ClearLog();
+    // An absent slot, or one with nothing to copy, gets no folder in the backup
+    // tree; a second backup into the same tree keeps the first copies and says so.
+    GenericSimulator& v1 = host->Record(L"Prepar3D v1");
+    ASSERT_FALSE(platform::RemoveTree(L"C:\\ProgramData\\LockheedMartin\\Prepar3D").Failed());
+    for (const wchar_t* name : {L"\\Settings 1.fxml", L"\\Settings 2.fxml", L"\\Settings 1.wx", L"\\Settings 2.wx"})
+        ASSERT_FALSE(platform::RemoveItem(v1.GetFolder(LocalAppData) + name).Failed());
     const std::wstring tree = InFolder(L"tree");
-    EXPECT_TRUE(v1->Backup(tree));
-    EXPECT_EQ(LogMatching({"INFO --- "}), (std::vector<std::string>{"INFO --- Prepar3D v1 backup start ---",
-                                                                      "INFO --- Prepar3D v1 backup end ---"}));
-    EXPECT_FALSE(platform::Exists(PathJoin(tree, L"Prepar3D v1\\ProgramData")));
-    EXPECT_FALSE(platform::Exists(PathJoin(tree, L"Prepar3D v1\\UserPictures")));
-    EXPECT_TRUE(platform::Exists(PathJoin(tree, L"Prepar3D v1\\LocalAppData")));
-    // A second backup into the same tree keeps the first copies and says so.
-    EXPECT_TRUE(v1->Backup(tree));
-    EXPECT_FALSE(LogMatching({"ERROR Failed to copy file folder "}).empty());
+    EXPECT_TRUE(v1.Backup(tree));
+    EXPECT_FALSE(platform::Exists(tree + L"\\Prepar3D v1\\ProgramData"));
+    EXPECT_FALSE(platform::Exists(tree + L"\\Prepar3D v1\\LocalAppData"));
+    EXPECT_FALSE(platform::Exists(tree + L"\\Prepar3D v1\\UserPictures"));
+    EXPECT_TRUE(platform::Exists(tree + L"\\Prepar3D v1\\RoamingAppData\\Settings 1.bin"));
+    WriteFile(tree + L"\\Prepar3D v1\\Root\\Settings 1.cfg", "first");
+    EXPECT_TRUE(v1.Backup(tree));
+    EXPECT_EQ(ReadFile(tree + L"\\Prepar3D v1\\Root\\Settings 1.cfg"), "first");
+    EXPECT_FALSE(LogMatching({"ERROR Failed to copy file "}).empty());
 }
+
+// Machines as users have them, each taken through a round trip: nothing may be
+// lost, and where the outcome differs it is the one written in its row.
+struct Bent {
+    const char* name;
+    std::map<std::wstring, std::wstring> locations;  // install folders other than the usual
+    std::function<void()> bend = {};                 // after the install
+    std::vector<ResidueItem> outcome = {};
+    std::function<void()> check = {};
+};
+
+class BentMachineTest : public MachineSwitchTest {
+protected:
+    void RoundTrip(const Bent& row) {
+        SCOPED_TRACE(row.name);
+        host.reset();
+        machine.Remove();
+        machine = SixSimulatorMachine();
+        for (const auto& [title, location] : row.locations)
+            machine.Relocate(title, location);
+        machine.Install(true);
+        host.emplace();
+        if (row.bend)
+            row.bend();
+        ClearLog();
+        const MachineSnapshot before = TakeSnapshot();
+        testing::internal::CaptureStdout();
+        EXPECT_TRUE(Switch(true, kTarget));
+        EXPECT_TRUE(Switch(false));
+        const std::string elsewhere = testing::internal::GetCapturedStdout();
+        EXPECT_EQ(host->boxes, std::vector<std::wstring>{});
+        // A record that the log cannot write as narrow text ends the log; the
+        // records after it go to standard output.
+        EXPECT_TRUE(LogContains("INFO Finished deactivating Prepar3D v4") ||
+                    elsewhere.find("Finished deactivating Prepar3D v4") != std::string::npos);
+        EXPECT_EQ(Lost(before, row.outcome), "");
+        if (row.check)
+            row.check();
+    }
+};
+
+TEST_F(BentMachineTest, OtherFoldersStoredLocationsAndFilesComeThroughARoundTrip) {
+    std::wstring deep = L"C:\\Simulation";
+    while (deep.size() < 270)
+        deep += L"\\Flight simulation library";
+    const std::wstring gone = L"C:\\Games\\Prepar3D v2";
+    const Bent rows[] = {
+        {"install folders in other scripts, on a second drive and beyond 260 characters",
+         {{L"Flight Simulator X", L"D:\\Jeux\\Simulateur de vol \u00c9dition or"},
+          {L"Prepar3D v3", L"C:\\\u0418\u0433\u0440\u044b\\Prepar3D v3"},
+          {kTarget, deep + L"\\Prepar3D v4"}}},
+        {"stored locations with a closing backslash, with forward slashes, and gone",
+         {},
+         [&] {
+             StoreLocation(kTarget, kV4 + std::wstring(L"\\"), L"4.5.14.34698");
+             StoreLocation(L"Prepar3D v5", L"C:/Program Files/Lockheed Martin/Prepar3D v5", L"5.3.17.28160");
+             StoreLocation(L"Prepar3D v2", gone, L"2.5.12945.0");
+         },
+         {{"a simulator's own values name its stored location as confirmed", [](const Difference& d) {
+               return d.kind == Difference::Changed &&
+                      (d.after == L"REG_SZ: C:\\Program Files\\Lockheed Martin\\Prepar3D v4\\" ||
+                       d.after == L"REG_SZ: C:/Program Files/Lockheed Martin/Prepar3D v5\\" ||
+                       d.after == L"REG_SZ: C:\\Games\\Prepar3D v2\\");
+           }}},
+         [&] {
+             // Install locations compare as text: the other separator finds no add-ons.
+             for (const std::wstring& name : machine.Simulator(L"Prepar3D v5").addonEntries64)
+                 EXPECT_TRUE(RegistryKey::Exists(HKLM, kUninstall + name, false)) << Narrow(name);
+             EXPECT_EQ(LogMatching({"TRACE ExtractResource " + Narrow(gone) + "\\Prepar3D.exe"}).size(), 1u);
+             EXPECT_FALSE(platform::Exists(L"C:\\Games"));
+         }},
+        // A backup that an earlier run cut short left beside a data folder keeps
+        // that folder where it is; one beside the InstallShield folder gives way.
+        {"backups left beside a data folder and the InstallShield folder, and an empty launch list",
+         {},
+         [&] {
+             MakeFolder(L"C:\\ProgramData\\Microsoft\\Ferrymark backup (RlNY)");
+             WriteFile(L"C:\\ProgramData\\Microsoft\\Ferrymark backup (RlNY)\\left.cfg", "left");
+             MakeFolder(kInstallShieldAside);
+             WriteFile(kInstallShieldAside + std::wstring(L"\\setup.ini"), "left");
+             WriteFile(L"C:\\ProgramData\\Lockheed Martin\\Prepar3D v4\\dll.xml", "");
+         },
+         {{"the InstallShield folder's old backup gives way", [](const Difference& d) {
+               return d.kind == Difference::Removed && (d.item == kInstallShieldAside || IsBelow(d.item, kInstallShieldAside));
+           }}},
+         [&] {
+             EXPECT_EQ(LogMatching({"WARN Unable to back up C:\\ProgramData\\Microsoft\\FSX"}).size(), 1u);
+             EXPECT_EQ(ReadFile(L"C:\\ProgramData\\Lockheed Martin\\Prepar3D v4\\dll.xml"),
+                       Embedded(IDR_SIMBASE_V3_DLL));
+         }},
+    };
+    for (const Bent& row : rows)
+        RoundTrip(row);
+}
+
