@@ -90,6 +90,21 @@ protected:
         for (const std::wstring& each : {package, newerPackage})
             Msiexec(L"/x \"" + each + L"\" /qn");
     }
+    // The files of that version's build, the shortcut and the one entry, or nothing.
+    void ExpectInstalled(const std::wstring& version) const {
+        const std::vector<std::wstring> entries = Entries(false);
+        EXPECT_EQ(FileExists(INSTALLED), !version.empty());
+        EXPECT_EQ(entries.size(), version.empty() ? 0u : 1u) << "entries in the installed programs";
+        if (version.empty() || entries.size() != 1)
+            return;
+        const std::wstring from = version == L"5.0.7.0" ? build : newer;
+        for (const wchar_t* name : {L"\\Ferrymark.exe", L"\\Manual.pdf"})
+            EXPECT_TRUE(ReadAll(INSTALLED + std::wstring(name)) == ReadAll(from + (name[1] == L'F' ? L"\\bin" : L"") + name))
+                << Narrow(name) << " is not that build's";
+        // The shortcut starts the program in its own folder, as the installer formats it.
+        EXPECT_EQ(Narrow(ReadShortcut(ShortcutFile())), Narrow(INSTALLED L"\\Ferrymark.exe|" INSTALLED L"\\"));
+        EXPECT_EQ(Narrow(entries[0].substr(39)), Narrow(version));
+    }
 
     std::wstring build, newer, package, newerPackage;
 };
@@ -98,22 +113,15 @@ protected:
 
 TEST_F(InstallerTest, InstallsSilentlyRunsFromItsShortcutAndUninstallsSilently) {
     ASSERT_EQ(Msiexec(L"/i \"" + package + L"\" /qn"), 0u);
-    EXPECT_TRUE(ReadAll(INSTALLED L"\\Ferrymark.exe") == ReadAll(build + L"\\bin\\Ferrymark.exe")) << "not the build's";
-    EXPECT_TRUE(ReadAll(INSTALLED L"\\Manual.pdf") == ReadAll(build + L"\\Manual.pdf")) << "not the build's";
+    ExpectInstalled(L"5.0.7.0");
     EXPECT_FALSE(ReadAll(INSTALLED L"\\Manual.pdf").empty());
-    // The Start menu shortcut starts the program in its own folder, as the installer
-    // formats it, with its closing backslash.
-    const std::wstring shortcutFile = ShortcutFile();
-    EXPECT_EQ(Narrow(ReadShortcut(shortcutFile)), Narrow(INSTALLED L"\\Ferrymark.exe|" INSTALLED L"\\"));
-    // One entry in the installed programs, in the 64-bit view, not the old-install key.
-    const std::vector<std::wstring> entries = Entries(false);
-    ASSERT_EQ(entries.size(), 1u);
+    // The entry in the 64-bit view alone, not under the old install's key.
     EXPECT_EQ(Entries(true).size(), 0u);
-    EXPECT_EQ(Narrow(entries[0].substr(38)), " 5.0.7.0");
-    EXPECT_NE(Narrow(entries[0].substr(0, 38)), "{64cd40e2-6e5e-4732-8ed4-b4a5be475825}");
-    const RegistryKey entry(HKLM, UNINSTALL L"\\" + entries[0].substr(0, 38), false);
-    EXPECT_EQ(Narrow(entry.ReadString(L"Publisher", L"")), "Kestrane");
-    const std::wstring icon = entry.ReadString(L"DisplayIcon", L"");
+    ASSERT_EQ(Entries(false).size(), 1u);
+    const std::wstring name = Entries(false)[0].substr(0, 38);
+    EXPECT_NE(Narrow(name), "{64cd40e2-6e5e-4732-8ed4-b4a5be475825}");
+    EXPECT_EQ(Narrow(RegistryKey(HKLM, UNINSTALL L"\\" + name, false).ReadString(L"Publisher", L"")), "Kestrane");
+    const std::wstring icon = RegistryKey(HKLM, UNINSTALL L"\\" + name, false).ReadString(L"DisplayIcon", L"");
     EXPECT_TRUE(FileExists(icon.substr(0, icon.rfind(L',')))) << "no icon: " << Narrow(icon);
 
     // Started as the shortcut starts it, the program finds its manual. The About
@@ -144,9 +152,9 @@ TEST_F(InstallerTest, InstallsSilentlyRunsFromItsShortcutAndUninstallsSilently) 
     // The uninstall takes away what the install brought, and leaves the data folder
     // with its log and the settings key that the program wrote.
     ASSERT_EQ(Msiexec(L"/x \"" + package + L"\" /qn"), 0u);
-    for (const std::wstring& gone : {std::wstring(INSTALLED), std::wstring(L"C:\\Program Files\\Kestrane"), shortcutFile})
-        EXPECT_FALSE(FileExists(gone)) << Narrow(gone);
-    EXPECT_EQ(Entries(false).size(), 0u);
+    ExpectInstalled(L"");
+    EXPECT_FALSE(FileExists(L"C:\\Program Files\\Kestrane"));
+    EXPECT_FALSE(FileExists(ShortcutFile()));
     EXPECT_FALSE(ReadAll(DATA L"\\log.txt").empty());
     EXPECT_EQ(RegistryKey(HKLM, L"Software\\Kestrane\\Ferrymark", false).ReadDword(L"FirstRun", 0), 1u);
 }
@@ -219,33 +227,27 @@ TEST_P(PackageTest, Runs) {
     for (const auto& [name, value] : {std::pair{L"{this}", package}, {L"{newer}", newerPackage}, {L"{log}", log}})
         if (command.find(name) != std::wstring::npos)
             command.replace(command.find(name), wcslen(name), L"\"" + value + L"\"");
-    DWORD code = STILL_ACTIVE;
+    ProgramRun run(L"C:\\windows\\system32\\msiexec.exe", command);
     if (row.message != nullptr && command.find(L"/qn") == std::wstring::npos) {
         // Full UI: the refusal is a message box of the installer's own.
-        ProgramRun run(L"C:\\windows\\system32\\msiexec.exe", command);
         HWND box = nullptr;
         EXPECT_TRUE(WaitUntil([&] {
             for (HWND window : TopLevelWindows(run.Id()))
-                if (ClassName(window) == L"#32770" && !MessageBoxText(window).empty())
-                    box = window;
+                box = ClassName(window) == L"#32770" && !MessageBoxText(window).empty() ? window : box;
             return box != nullptr;
         }, 60000)) << "no message box";
-        if (box != nullptr) {
-            EXPECT_EQ(Narrow(MessageBoxText(box)), Narrow(row.message));
-            PressButton(box, IDOK);
-        }
-        code = run.WaitForExit(60000);
-    } else {
-        code = Msiexec(command);
-        // The log's text without line ends (and without the zero bytes of UTF-16).
-        auto flat = [](std::string text) {
-            text.erase(std::remove_if(text.begin(), text.end(), [](char c) { return c == 0 || c == '\r' || c == '\n'; }),
-                       text.end());
-            return text;
-        };
-        EXPECT_NE(row.message == nullptr ? 0 : flat(ReadAll(log)).find(flat(Narrow(row.message))), std::string::npos)
-            << Narrow(log);
+        EXPECT_EQ(Narrow(MessageBoxText(box)), Narrow(row.message));
+        PressButton(box, IDOK);
     }
+    const DWORD code = run.WaitForExit(240000);
+    // The log's text without line ends (and without the zero bytes of UTF-16).
+    auto flat = [](std::string text) {
+        text.erase(std::remove_if(text.begin(), text.end(), [](char c) { return c == 0 || c == '\r' || c == '\n'; }),
+                   text.end());
+        return text;
+    };
+    EXPECT_TRUE(std::wstring(row.command).find(L"{log}") == std::wstring::npos ||
+                flat(ReadAll(log)).find(flat(Narrow(row.message))) != std::string::npos) << Narrow(log);
     for (const Difference& change : DiffSnapshots(before, TakeSnapshot())) {
         std::wstring item = change.item;
         std::transform(item.begin(), item.end(), item.begin(), ::towupper);
@@ -253,19 +255,7 @@ TEST_P(PackageTest, Runs) {
                      item.rfind(L"HKLM64\\SOFTWARE\\KESTRANE", 0) == 0) << Narrow(Describe(change));
     }
     EXPECT_EQ(code == 0, !row.refused) << "exit code " << code;
-    // The files, the shortcut and the one entry of the installed version, or none.
-    const std::vector<std::wstring> entries = Entries(false);
-    if (*row.after == L'\0') {
-        EXPECT_TRUE(entries.empty());
-        EXPECT_FALSE(FileExists(INSTALLED));
-        return;
-    }
-    const std::wstring from = std::wstring(row.after) == L"5.0.7.0" ? build : newer;
-    EXPECT_TRUE(ReadAll(INSTALLED L"\\Ferrymark.exe") == ReadAll(from + L"\\bin\\Ferrymark.exe")) << "not that build's";
-    EXPECT_TRUE(ReadAll(INSTALLED L"\\Manual.pdf") == ReadAll(from + L"\\Manual.pdf")) << "not that build's";
-    EXPECT_EQ(Narrow(ReadShortcut(ShortcutFile())), Narrow(INSTALLED L"\\Ferrymark.exe|" INSTALLED L"\\"));
-    ASSERT_EQ(entries.size(), 1u) << "one entry in the installed programs";
-    EXPECT_EQ(Narrow(entries[0].substr(39)), Narrow(row.after));
+    ExpectInstalled(row.after);
 }
 
 INSTANTIATE_TEST_SUITE_P(Scenarios, PackageTest, ::testing::ValuesIn(kRows),
