@@ -8,14 +8,13 @@
 #include <filesystem>
 
 ProgramRun::ProgramRun(const std::wstring& program, const std::wstring& arguments, std::wstring folder) {
-    if (folder.empty())
-        folder = program.substr(0, program.find_last_of(L'\\'));
     std::wstring commandLine = L"\"" + program + L"\" " + arguments;
+    folder = folder.empty() ? program.substr(0, program.find_last_of(L'\\')) : folder;
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
     PROCESS_INFORMATION info{};
-    if (CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr,
-                       folder.c_str(), &startup, &info)) {
+    if (CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, folder.c_str(),
+                       &startup, &info)) {
         CloseHandle(info.hThread);
         process = info.hProcess;
         processId = info.dwProcessId;
@@ -23,17 +22,13 @@ ProgramRun::ProgramRun(const std::wstring& program, const std::wstring& argument
 }
 
 ProgramRun::~ProgramRun() {
-    if (Running()) {
-        TerminateProcess(process, 99);
+    if (Running() && TerminateProcess(process, 99))
         WaitForSingleObject(process, 5000);
-    }
     if (process != nullptr)
         CloseHandle(process);
 }
 
-bool ProgramRun::Running() const {
-    return process != nullptr && WaitForSingleObject(process, 0) == WAIT_TIMEOUT;
-}
+bool ProgramRun::Running() const { return process != nullptr && WaitForSingleObject(process, 0) == WAIT_TIMEOUT; }
 
 DWORD ProgramRun::WaitForExit(DWORD timeoutMs) const {
     DWORD code = STILL_ACTIVE;
@@ -55,19 +50,16 @@ HWND ProgramRun::WaitForDialog(const std::wstring& caption, DWORD timeoutMs, int
 }
 
 std::vector<HWND> TopLevelWindows(DWORD processId) {
-    struct Search {
-        DWORD processId;
-        std::vector<HWND> found;
-    } search{processId, {}};
+    std::pair<DWORD, std::vector<HWND>> search{processId, {}};
     EnumWindows([](HWND window, LPARAM parameter) -> BOOL {
-        auto* into = reinterpret_cast<Search*>(parameter);
+        auto* into = reinterpret_cast<std::pair<DWORD, std::vector<HWND>>*>(parameter);
         DWORD owner = 0;
         GetWindowThreadProcessId(window, &owner);
-        if (owner == into->processId && IsWindowVisible(window))
-            into->found.push_back(window);
+        if (owner == into->first && IsWindowVisible(window))
+            into->second.push_back(window);
         return TRUE;
     }, reinterpret_cast<LPARAM>(&search));
-    return search.found;
+    return search.second;
 }
 
 std::wstring WindowText(HWND window) {
@@ -82,9 +74,8 @@ std::wstring ClassName(HWND window) {
     return buffer;
 }
 
-std::wstring MessageBoxText(HWND box) {
-    HWND text = GetDlgItem(box, 0xFFFF); // the static control with the system's identifier
-    return text != nullptr ? WindowText(text) : std::wstring();
+std::wstring MessageBoxText(HWND box) { // its static control with the system's identifier
+    return GetDlgItem(box, 0xFFFF) != nullptr ? WindowText(GetDlgItem(box, 0xFFFF)) : std::wstring();
 }
 
 void PressButton(HWND dialog, int id) {
@@ -110,25 +101,23 @@ bool WaitUntil(const std::function<bool()>& condition, DWORD timeoutMs) {
 }
 
 namespace {
-// Sends a message whose parameter points at `size` bytes, copied from `data` into
-// the window's process and back afterwards. With `pointsTo`, the pointer at
-// `pointerAt` in the block is set to that offset of the copy (a text buffer).
-LRESULT SendThroughProcess(HWND window, UINT message, WPARAM wParam, void* data, std::size_t size,
-                           std::size_t pointerAt = 0, std::size_t pointsTo = 0) {
+// Sends a message whose parameter points at `size` bytes, copied from `data` into the
+// window's process and back afterwards. With `pointsTo`, the pointer at `pointerAt`
+// in the block is set to that offset of the copy (a text buffer).
+void SendThroughProcess(HWND window, UINT message, WPARAM wParam, void* data, std::size_t size,
+                        std::size_t pointerAt = 0, std::size_t pointsTo = 0) {
     DWORD processId = 0;
     GetWindowThreadProcessId(window, &processId);
     HANDLE process = OpenProcess(PROCESS_VM_OPERATION | PROCESS_VM_READ | PROCESS_VM_WRITE, FALSE, processId);
     auto* remote = static_cast<char*>(VirtualAllocEx(process, nullptr, size, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE));
-    if (pointsTo != 0) {
-        char* const target = remote + pointsTo;
+    char* const target = remote + pointsTo;
+    if (pointsTo != 0)
         std::memcpy(static_cast<char*>(data) + pointerAt, &target, sizeof target);
-    }
     WriteProcessMemory(process, remote, data, size, nullptr);
-    const LRESULT result = SendMessageW(window, message, wParam, reinterpret_cast<LPARAM>(remote));
+    SendMessageW(window, message, wParam, reinterpret_cast<LPARAM>(remote));
     ReadProcessMemory(process, remote, data, size, nullptr);
     VirtualFreeEx(process, remote, 0, MEM_RELEASE);
     CloseHandle(process);
-    return result;
 }
 } // namespace
 
@@ -151,30 +140,24 @@ RECT ListItemRect(HWND list, int item) {
 }
 
 std::vector<std::wstring> ComboTexts(HWND combo) {
-    std::vector<std::wstring> texts;
-    for (int index = 0; index < static_cast<int>(SendMessageW(combo, CB_GETCOUNT, 0, 0)); ++index) {
+    std::vector<std::wstring> texts(static_cast<std::size_t>(std::max<LRESULT>(0, SendMessageW(combo, CB_GETCOUNT, 0, 0))));
+    for (std::size_t index = 0; index < texts.size(); ++index) {
         wchar_t buffer[1024] = {};
-        SendMessageW(combo, CB_GETLBTEXT, static_cast<WPARAM>(index), reinterpret_cast<LPARAM>(buffer));
-        texts.push_back(buffer);
+        SendMessageW(combo, CB_GETLBTEXT, index, reinterpret_cast<LPARAM>(buffer));
+        texts[index] = buffer;
     }
     return texts;
 }
 
 namespace {
-std::wstring& ScreenshotFolder() {
-    static std::wstring folder;
-    return folder;
+std::wstring screenshotFolder;
 }
-} // namespace
 
-void SetScreenshotFolder(const std::wstring& folder) {
-    ScreenshotFolder() = folder;
-}
+void SetScreenshotFolder(const std::wstring& folder) { screenshotFolder = folder; }
 
 void Screenshot(HWND window, const std::wstring& name) {
-    std::wstring folder = ScreenshotFolder();
-    if (folder.empty() && !Environment(L"FERRYMARK_BUILD").empty())
-        folder = Environment(L"FERRYMARK_BUILD") + L"\\screenshots";
+    const std::wstring folder = !screenshotFolder.empty() || Environment(L"FERRYMARK_BUILD").empty()
+                                    ? screenshotFolder : Environment(L"FERRYMARK_BUILD") + L"\\screenshots";
     RECT bounds{}, client{};
     GetWindowRect(window, &bounds);
     const int width = bounds.right - bounds.left, height = bounds.bottom - bounds.top;
@@ -183,8 +166,7 @@ void Screenshot(HWND window, const std::wstring& name) {
     RedrawWindow(window, nullptr, nullptr, RDW_INVALIDATE | RDW_UPDATENOW | RDW_ALLCHILDREN);
     Sleep(300);
     // The pixels as they stand on the screen, bottom row first, 24 bits each.
-    HDC screen = GetDC(nullptr);
-    HDC memory = CreateCompatibleDC(screen);
+    HDC screen = GetDC(nullptr), memory = CreateCompatibleDC(screen);
     HBITMAP bitmap = CreateCompatibleBitmap(screen, width, height);
     HGDIOBJ previous = SelectObject(memory, bitmap);
     BitBlt(memory, 0, 0, width, height, screen, bounds.left, bounds.top, SRCCOPY);
@@ -200,9 +182,8 @@ void Screenshot(HWND window, const std::wstring& name) {
     file.bfSize = file.bfOffBits + static_cast<DWORD>(pixels.size());
     WriteAll(folder + L"\\" + name + L".bmp", std::string(reinterpret_cast<const char*>(&file), sizeof file) +
                                                  std::string(reinterpret_cast<const char*>(&header), sizeof header) + pixels);
-
-    // Beside the picture, what the release tests check it against: the caption, the
-    // window's size, and where the client area lies in it.
+    // Beside it, what the release tests check it against: the window's size, where
+    // the client area lies in it, and the caption.
     GetClientRect(window, &client);
     POINT origin{0, 0};
     ClientToScreen(window, &origin);
@@ -215,9 +196,7 @@ void Screenshot(HWND window, const std::wstring& name) {
     WriteAll(folder + L"\\" + name + L".txt", text + "\n");
 }
 
-bool FileExists(const std::wstring& path) {
-    return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
-}
+bool FileExists(const std::wstring& path) { return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES; }
 
 void RemoveTreeQuietly(const std::wstring& path) {
     std::error_code ignored;
@@ -230,6 +209,4 @@ std::wstring Environment(const wchar_t* name) {
     return length > 0 && length < 4096 ? std::wstring(buffer, length) : std::wstring();
 }
 
-bool UnderWine() {
-    return GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
-}
+bool UnderWine() { return GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr; }
