@@ -1,207 +1,356 @@
-// The real Ferrymark.exe under Wine: start-up order, single instance, old-install
-// check, log rotation, the update framework's calls, and the ways to end it.
-#include "app/machine.h"
+// The real Ferrymark.exe under Wine and Xvfb, driven through its windows by a table
+// of stories: each starts from a clean machine (bare, or with the six simulators,
+// their locations confirmed or not) and runs its steps, each an action or a check.
 #include "app/registry_key.h"
 #include "e2e/driver.h"
 #include "platform/registry.h"
+#include "simulators/catalogue.h"
+#include "support/other_process.h"
+#include "tools/machine/round_trip_residue.h"
+#include "tools/machine/six_simulator_machine.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <functional>
+#include <commctrl.h>
+
+#include <filesystem>
+#include <memory>
 #include <regex>
+
+#define INSTALL L"C:\\ferrymark-e2e"
+#define DATA L"C:\\ProgramData\\Kestrane\\Ferrymark"
+#define SETTINGS L"Software\\Kestrane\\Ferrymark"
+#define STORE4 SETTINGS L"\\Simulators\\Prepar3D v4"
+#define KEY4 L"Software\\Lockheed Martin\\Prepar3D v4"
+#define OLD L"Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\{64cd40e2-6e5e-4732-8ed4-b4a5be475825}"
+#define FSX L"C:\\Program Files (x86)\\Microsoft Games\\Microsoft Flight Simulator X"
+#define P3D4 L"C:\\Program Files\\Lockheed Martin\\Prepar3D v4"
+#define P3D5 L"C:\\Program Files\\Lockheed Martin\\Prepar3D v5"
+#define START L"^\\d\\d\\.\\d\\d\\.\\d{4} \\d\\d:\\d\\d:\\d\\d   INFO    Ferrymark version 5\\.0\\.7\\.0 running on .+ build "
+#define INVALID4 L"This folder is not recognized as Prepar3D v4 location."
+#define NONE L"(not installed)"
 
 namespace {
 
-const RegistryHive HKLM = RegistryHive::LocalMachine;
-const std::wstring kOldInstallKey = L"Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\{"
-                                    L"64cd40e2-6e5e-4732-8ed4-b4a5be475825}";
-// The same key in the 32-bit view, as seen from the 64-bit one.
-const std::wstring kOldInstallKey32 = L"Software\\WOW6432Node" + kOldInstallKey.substr(8);
-const std::wstring kSettingsKey = L"Software\\Kestrane\\Ferrymark";
-// The start line up to its build number.
-const std::string kStartLine =
-    R"(\d\d\.\d\d\.\d{4} \d\d:\d\d:\d\d   INFO    Ferrymark version 5\.0\.7\.0 running on .+ build )";
-const std::string kShutdown = "   INFO    Shutdown";
+// Actions. Start: the program starts (beside a running one too); Main: its main dialog comes
+// to the front; Box: a dialog of caption a with an OK button comes to the front, with text b
+// (n 1: starting with b), screenshot c; Ok, Escape, CloseBox end the window in front, Gone:
+// it ends by itself; Exit: the last program started ends with code n; NoBox: no box of
+// caption a within 2 s; Press: button n; Edit: a double click on row n's location; Type:
+// control n's text a; Select: target a; Picker: Browse's picker, where there is one,
+// cancelled; Shot: screenshot a. Set: HKLM key a (n 1: its 32-bit view) gets string b = c,
+// or loses b; SetNumber: DWORD b = n; DeleteKey: key a (n as Set) goes; WriteFile: a holds
+// b; Erase: a goes; OpenAcl: every user may change folder a; Recorder: the recording update
+// framework beside the program; Hold, Release: another process sits in folder a, ends; Snap:
+// the machine's snapshot; OnlyLog: since then only the log changed; Residue: a round trip
+// of Prepar3D v4 since then lost nothing. Checks wait up to 20 s (Until two minutes) for
+// their last text: Text, Until: control n; Visible, Enabled: control n's "1" or "0"; Rows:
+// column n, '|' between rows; Combo: the items, '*' after the selected one; Value: HKLM key
+// a (n as Set), value b, "-" when absent, "key" without b when the key exists; FileIs: file
+// a's bytes, or "-"; Exists: a, or "-"; Acl: folder a's access; Log: n lines of the log
+// match expression a; LastLog: its last line after the time stamp (n 1: its start).
+enum Op { Start, Main, Box, Ok, Escape, CloseBox, Gone, Exit, NoBox, Press, Edit, Type, Select, Picker, Shot, Set,
+          SetNumber, DeleteKey, WriteFile, Erase, OpenAcl, Recorder, Hold, Release, Snap, OnlyLog, Residue,
+          Text, Until, Visible, Enabled, Rows, Combo, Value, FileIs, Exists, Acl, Log, LastLog };
+struct Step { Op op; int n = 0; const wchar_t *a = nullptr, *b = nullptr, *c = nullptr; };
+enum Machine { Bare, Fresh, Configured }; // Fresh: the six simulators, no location confirmed
+struct Story { const char* name; Machine machine; std::vector<Step> steps; };
+void PrintTo(const Story& story, std::ostream* out) { *out << story.name; }
 
-// The ways a user ends the program.
-using Ending = void (*)(HWND);
-const Ending kEscape = [](HWND dialog) { PostKey(dialog, VK_ESCAPE); };
-const Ending kCloseBox = [](HWND dialog) { PostMessageW(dialog, WM_SYSCOMMAND, SC_CLOSE, 0); };
-const Ending kFileExit = [](HWND dialog) { PressButton(dialog, 200); };
-
-std::vector<std::string> Lines(const std::string& bytes, const std::string& end = "\r\n") {
+std::string Narrow(const std::wstring& text) { return std::string(text.begin(), text.end()); }
+std::wstring Wide(const std::string& text) { return std::wstring(text.begin(), text.end()); }
+std::vector<std::string> LogLines() {
     std::vector<std::string> lines;
-    for (std::size_t start = 0, stop = 0; start < bytes.size(); start = stop + end.size()) {
-        stop = std::min(bytes.find(end, start), bytes.size());
-        lines.push_back(bytes.substr(start, stop - start));
-    }
+    const std::string bytes = ReadAll(DATA L"\\log.txt");
+    for (std::size_t start = 0, stop = 0; start < bytes.size(); start = stop + 2)
+        lines.push_back(bytes.substr(start, (stop = std::min(bytes.find("\r\n", start), bytes.size())) - start));
     return lines;
 }
 
-std::ptrdiff_t CountMatching(const std::vector<std::string>& lines, const std::string& pattern) {
-    const std::regex expression(pattern);
-    return std::count_if(lines.begin(), lines.end(), [&](const std::string& line) {
-        return std::regex_search(line, expression);
-    });
-}
-
-class ProgramTest : public ::testing::Test {
+class StoryTest : public ::testing::TestWithParam<Story> {
 protected:
     void SetUp() override {
-        if (GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr &&
-            Environment(L"DISPLAY").empty())
+        if (UnderWine() && Environment(L"DISPLAY").empty())
             GTEST_SKIP() << "no X display for the program's windows under Wine: run under xvfb-run";
-        buildFolder = Environment(L"FERRYMARK_BUILD");
-        ASSERT_FALSE(buildFolder.empty()) << "FERRYMARK_BUILD names the build folder under test";
-        const std::string name = ::testing::UnitTest::GetInstance()->current_test_info()->name();
-        installFolder = L"C:\\ferrymark-e2e-" + std::wstring(name.begin(), name.end());
-        RemoveTreeQuietly(installFolder);
-        ASSERT_TRUE(CreateDirectoryW(installFolder.c_str(), nullptr));
-        program = installFolder + L"\\Ferrymark.exe";
-        ASSERT_TRUE(
-            CopyFileW((buildFolder + L"\\bin\\Ferrymark.exe").c_str(), program.c_str(), FALSE));
-
-        // A machine where the program left nothing behind.
-        const std::wstring company = L"Software\\Kestrane";
-        for (const std::wstring& key :
-             {company, L"Software\\WOW6432Node" + company.substr(8), kOldInstallKey32})
+        build = Environment(L"FERRYMARK_BUILD");
+        ASSERT_FALSE(build.empty()) << "FERRYMARK_BUILD names the build folder under test";
+        RemoveTreeQuietly(INSTALL);
+        ASSERT_TRUE(CreateDirectoryW(INSTALL, nullptr));
+        ASSERT_TRUE(CopyFileW((build + L"\\bin\\Ferrymark.exe").c_str(), INSTALL L"\\Ferrymark.exe", FALSE));
+        for (const std::wstring& key : std::vector<std::wstring>{L"Software\\Kestrane", L"Software\\WOW6432Node\\Kestrane",
+                                                                 L"Software\\WOW6432Node" + std::wstring(OLD).substr(8)})
             platform::registry::DeleteTreeBelowHive(HKLM, key);
-        dataFolder = GetDataFolder();
-        RemoveTreeQuietly(dataFolder);
-        // The program has greeted on this machine before.
-        ASSERT_TRUE(RegistryKey(HKLM, kSettingsKey, false).WriteDword(L"FirstRun", 1));
+        machine.Remove();
+        if (GetParam().machine != Bare) {
+            machine.Install(GetParam().machine == Configured);
+            RegistryKey(HKLM, SETTINGS, false).WriteString(L"LogLevel", L"Debug");
+        }
+        if (GetParam().machine != Fresh)
+            RegistryKey(HKLM, SETTINGS, false).WriteDword(L"FirstRun", 1);
     }
-
-    void TearDown() override { RemoveTreeQuietly(installFolder); }
-
-    std::string Data(const wchar_t* f = L"log.txt") { return ReadAll(dataFolder + L"\\" + f); }
-    std::vector<std::string> Log() { return Lines(Data()); }
-    // The log's last line without its time stamp: level and message in their columns.
-    std::string LastEntry() { return Log().empty() ? "" : Log().back().erase(0, 19); }
-
-    // Starts the program, waits for its main dialog, runs `meanwhile` on it and ends it
-    // by `how`, expecting exit code 0.
-    void RunOnce(Ending how = kEscape, const std::function<void(HWND)>& meanwhile = {}) {
-        ProgramRun run(program);
-        HWND dialog = run.Started() ? run.WaitForDialog(L"Ferrymark") : nullptr;
-        ASSERT_NE(dialog, nullptr) << "the main dialog did not appear";
-        if (meanwhile)
-            meanwhile(dialog);
-        how(dialog);
-        EXPECT_EQ(run.WaitForExit(), 0u);
+    void TearDown() override {
+        runs.clear();
+        holder.reset();
+        machine.Remove();
+        RemoveTreeQuietly(INSTALL);
     }
-    // Starts the program, expecting a box with `text` that ends it with `exitCode`.
-    void ExpectBox(const std::wstring& text, const std::wstring& shot, DWORD exitCode) {
-        ProgramRun run(program);
-        HWND box = run.WaitForDialog(L"Ferrymark");
-        ASSERT_NE(box, nullptr) << "no message box";
-        EXPECT_EQ(MessageBoxText(box), text);
-        Screenshot(box, shot);
-        PressButton(box, IDOK);
-        EXPECT_EQ(run.WaitForExit(), exitCode);
-    }
+    void Run(const Step& step);
+    std::wstring Read(const Step& step) const;
+    HWND Item(int id) const { return GetDlgItem(windows.back(), id); }
 
-    std::wstring buildFolder, installFolder, program, dataFolder;
+    const RegistryHive HKLM = RegistryHive::LocalMachine;
+    std::wstring build;
+    SixSimulatorMachine machine;
+    std::vector<std::unique_ptr<ProgramRun>> runs;
+    std::vector<HWND> windows; // the main dialog first, the one in front last
+    std::unique_ptr<other_process::Holder> holder;
+    MachineSnapshot before;
+};
+
+void StoryTest::Run(const Step& s) {
+    const std::wstring a = s.a != nullptr ? s.a : L"", b = s.b != nullptr ? s.b : L"";
+    const bool one = s.n == 1;
+    RECT row{};
+    std::vector<std::wstring> texts;
+    switch (s.op) {
+    case Start: runs.push_back(std::make_unique<ProgramRun>(INSTALL L"\\Ferrymark.exe")); break;
+    case Main:
+        windows.assign(1, runs.back()->WaitForDialog(L"Ferrymark", 20000, 606));
+        ASSERT_NE(windows.back(), nullptr) << "no main dialog";
+        break;
+    case Box:
+        windows.push_back(runs.back()->WaitForDialog(a, 60000, IDOK));
+        ASSERT_NE(windows.back(), nullptr) << "no window " << Narrow(a);
+        EXPECT_EQ(Narrow(s.b != nullptr ? MessageBoxText(windows.back()).substr(0, one ? b.size() : b.npos) : L""),
+                  Narrow(b));
+        EXPECT_TRUE(Item(IDCANCEL) == nullptr && Item(IDRETRY) == nullptr) << "OK alone";
+        if (s.c != nullptr)
+            Screenshot(windows.back(), s.c);
+        break;
+    case Ok: PressButton(windows.back(), IDOK); [[fallthrough]];
+    case Gone:
+        EXPECT_TRUE(WaitUntil([&] { return !IsWindow(windows.back()); })) << "the window stays";
+        windows.pop_back();
+        break;
+    case Escape: PostKey(windows.back(), VK_ESCAPE); [[fallthrough]];
+    case CloseBox:
+        if (s.op == CloseBox)
+            PostMessageW(windows.back(), WM_SYSCOMMAND, SC_CLOSE, 0);
+        if (windows.size() > 1) // the main dialog's end is seen in its program's
+            Run({Gone});
+        break;
+    case Exit: EXPECT_EQ(runs.back()->WaitForExit(), static_cast<DWORD>(s.n)); runs.pop_back(); break;
+    case NoBox: EXPECT_EQ(runs.back()->WaitForDialog(a, 2000, IDOK), nullptr) << "a box " << Narrow(a); break;
+    case Press: PressButton(windows.back(), s.n); break;
+    case Edit:
+        row = ListItemRect(Item(606), s.n);
+        DoubleClick(Item(606), {row.left + 8 + static_cast<LONG>(SendMessageW(Item(606), LVM_GETCOLUMNWIDTH, 0, 0)),
+                                (row.top + row.bottom) / 2});
+        windows.push_back(runs.back()->WaitForDialog(L"Configure simulator", 20000, 802));
+        ASSERT_NE(windows.back(), nullptr) << "no simulator dialog";
+        break;
+    case Type: SetWindowTextW(Item(s.n), a.c_str()); break;
+    case Select:
+        texts = ComboTexts(Item(604));
+        SendMessageW(Item(604), CB_SETCURSEL, std::find(texts.begin(), texts.end(), a) - texts.begin(), 0);
+        break;
+    case Picker: // Wine's picker shows a caption of its own for folders
+        for (const wchar_t* caption : {L"Select Prepar3D v4 folder", L"Select Folder"})
+            if (HWND picker = runs.back()->WaitForDialog(caption, 3000))
+                PostMessageW(picker, WM_COMMAND, IDCANCEL, 0);
+        break;
+    case Shot: Screenshot(windows.back(), a); break;
+    case Set: EXPECT_TRUE(s.c ? RegistryKey(HKLM, a, one).WriteString(b, s.c) : RegistryKey(HKLM, a, one).DeleteValue(b)); break;
+    case SetNumber: EXPECT_TRUE(RegistryKey(HKLM, a, false).WriteDword(b, static_cast<std::uint32_t>(s.n))); break;
+    case DeleteKey:
+        platform::registry::DeleteTreeBelowHive(HKLM, one ? L"Software\\WOW6432Node" + a.substr(8) : a);
+        break;
+    case WriteFile:
+        std::filesystem::create_directories(a.substr(0, a.rfind(L'\\')));
+        EXPECT_TRUE(WriteAll(a, Narrow(b)));
+        break;
+    case Erase: RemoveTreeQuietly(a); break;
+    case OpenAcl: EXPECT_TRUE(SetFolderAccessList(a, L"D:(A;OICI;FA;;;WD)")); break;
+    case Recorder:
+        EXPECT_TRUE(CopyFileW((build + L"\\test-doubles\\WinSparkle.dll").c_str(), INSTALL L"\\WinSparkle.dll", 0));
+        break;
+    case Hold:
+        holder = std::make_unique<other_process::Holder>(other_process::Hold::WorkingFolder, a);
+        ASSERT_TRUE(holder->Started()) << holder->Failure();
+        break;
+    case Release: holder.reset(); break;
+    case Snap: before = TakeSnapshot(); break;
+    case OnlyLog:
+        for (const Difference& d : DiffSnapshots(before, TakeSnapshot()))
+            EXPECT_EQ(Narrow(d.item), Narrow(DATA L"\\log.txt")) << "nothing but the log changes";
+        break;
+    case Residue: { // the program's data folder and its own folder change too
+        const ResidueItem own{"the program's own files",
+                              [](const Difference& d) { return IsBelow(d.item, DATA) || IsBelow(d.item, INSTALL); }};
+        EXPECT_EQ(Narrow(Describe(Unexplained(before, *CreateSimulators()[4], {own}))), "");
+        break;
+    }
+    default: { // a check
+        const std::wstring expected = s.op == Log ? std::to_wstring(s.n) : s.c != nullptr ? s.c : s.b != nullptr ? b : a;
+        WaitUntil([&] { return Read(s) == expected; }, s.op == Until ? 120000 : 20000);
+        EXPECT_EQ(Narrow(Read(s)), Narrow(expected));
+    }
+    }
+}
+
+std::wstring StoryTest::Read(const Step& s) const {
+    const std::wstring a = s.a != nullptr ? s.a : L"", b = s.b != nullptr ? s.b : L"";
+    const std::vector<std::string> lines = s.op == Log || s.op == LastLog ? LogLines() : std::vector<std::string>{};
+    std::wstring text;
+    switch (s.op) {
+    case Text:
+    case Until: return WindowText(Item(s.n));
+    case Visible: return IsWindowVisible(Item(s.n)) ? L"1" : L"0";
+    case Enabled: return IsWindowEnabled(Item(s.n)) ? L"1" : L"0";
+    case Rows:
+        for (int row = 0; row < static_cast<int>(SendMessageW(Item(606), LVM_GETITEMCOUNT, 0, 0)); ++row)
+            text += (row > 0 ? L"|" : L"") + ListText(Item(606), row, s.n);
+        return text;
+    case Combo: {
+        const std::vector<std::wstring> items = ComboTexts(Item(604));
+        const auto selected = static_cast<std::size_t>(SendMessageW(Item(604), CB_GETCURSEL, 0, 0));
+        for (std::size_t at = 0; at < items.size(); ++at)
+            text += (at > 0 ? L"|" : L"") + items[at] + (at == selected ? L"*" : L"") +
+                    (SendMessageW(Item(604), CB_GETITEMDATA, at, 0) == 0 ? L" without its bitmap" : L"");
+        return text;
+    }
+    case Value: {
+        if (s.b == nullptr)
+            return RegistryKey::Exists(HKLM, a, s.n == 1) ? L"key" : L"-";
+        const RegistryKey key(HKLM, a, s.n == 1);
+        const std::uint32_t number = key.ReadDword(b, 0xFFFFFFFF);
+        return number != 0xFFFFFFFF ? std::to_wstring(number) : key.ReadString(b, L"-");
+    }
+    case FileIs: return FileExists(a) ? Wide(ReadAll(a)) : L"-";
+    case Exists: return FileExists(a) ? a : L"-";
+    case Acl: return FolderAccessList(a) == AdministratorsOnlyList() ? L"administrators only" : FolderAccessList(a);
+    case Log:
+        return std::to_wstring(std::count_if(lines.begin(), lines.end(), [&](const std::string& line) {
+            return std::regex_search(line, std::regex(Narrow(a)));
+        }));
+    case LastLog:
+        text = lines.empty() ? L"" : Wide(lines.back().substr(std::min<std::size_t>(19, lines.back().size())));
+        return s.n == 1 ? text.substr(0, a.size()) : text;
+    default: return L"not a check";
+    }
+}
+
+const Story kStories[] = {
+    {"StartLogsEndsThreeWaysAndRefusesASecondStart", Bare, {
+        {Start}, {Main}, {Log, 1, START}, {Start},
+        {Box, 0, L"Ferrymark", L"Ferrymark is already running.", L"already-running"}, {Ok}, {Exit, 2},
+        {Log, 1, START}, {Log, 0, L"Shutdown"}, {FileIs, 0, DATA L"\\log1.txt", L"-"}, {Escape}, {Exit, 0},
+        {Log, 1, START}, {Log, 1, L"^.{19}   WARN    WinSparkle\\.dll"},
+        {Log, 1, L"   INFO    Appcast URL https://"}, {LastLog, 0, L"   INFO    Shutdown"}, {Log, 0, L"restrict"},
+        {Acl, 0, DATA, L"administrators only"}, {Start}, {Main}, {CloseBox}, {Exit, 0},
+        {Log, 1, START}, {LastLog, 0, L"   INFO    Shutdown"}, {Start}, {Main}, {Press, 200}, {Exit, 0},
+        {LastLog, 0, L"   INFO    Shutdown"}}},
+    {"AnOldInstallStopsTheStart", Bare, {
+        {WriteFile, 0, INSTALL L"\\old\\readme.txt", L"not the program"},
+        {Set, 1, OLD, L"InstallLocation", INSTALL L"\\old"}, {Start}, {Main}, {Escape}, {Exit, 0},
+        {WriteFile, 0, INSTALL L"\\old\\Ferrymark.exe", L"old"}, {Start},
+        {Box, 0, L"Ferrymark", L"Uninstall previous version of Ferrymark and restart the program.", L"old-install"},
+        {Ok}, {Exit, 1}, {LastLog, 0, L"  FATAL    Old version of Ferrymark installed"}, {Log, 0, L"Appcast URL"},
+        // Without a key at all the check creates it, empty, in the 32-bit view.
+        {DeleteKey, 1, OLD}, {Start}, {Main}, {Escape}, {Exit, 0}, {Value, 1, OLD, nullptr, L"key"},
+        {Value, 0, OLD, nullptr, L"-"}, {Value, 1, OLD, L"InstallLocation", L"-"}}},
+    {"LogsRotateWithLogLimitAndTheUpdateFrameworkIsCalledInOrder", Bare, {
+        {WriteFile, 0, DATA L"\\log.txt", L"run three\r\n"}, {WriteFile, 0, DATA L"\\log1.txt", L"run two\r\n"},
+        {WriteFile, 0, DATA L"\\log2.txt", L"run one\r\n"},
+        {WriteFile, 0, DATA L"\\log3.txt", L"from a higher limit\r\n"}, {OpenAcl, 0, DATA},
+        {SetNumber, 3, SETTINGS, L"LogLimit"}, {Recorder},
+        {Set, 0, SETTINGS L"\\Update", L"AppcastURL", L"https://example.invalid/feed.xml"}, {Start}, {Main},
+        {Press, 501}, {Escape}, {Exit, 0}, {FileIs, 0, DATA L"\\log1.txt", L"run three\r\n"},
+        {FileIs, 0, DATA L"\\log2.txt", L"run two\r\n"}, {FileIs, 0, DATA L"\\log3.txt", L"from a higher limit\r\n"},
+        {Log, 1, START},
+        {Log, 1, L"^.{19}   INFO    Data folder restricted to administrators: C:\\\\ProgramData\\\\Kestrane\\\\Ferrymark$"},
+        {Acl, 0, DATA, L"administrators only"},
+        {FileIs, 0, INSTALL L"\\winsparkle-calls.txt", L"win_sparkle_set_registry_path Software\\Kestrane\\Ferrymark\\Update\n"
+         L"win_sparkle_set_appcast_url https://example.invalid/feed.xml\nwin_sparkle_init windows=0\n"
+         L"win_sparkle_check_update_with_ui\nwin_sparkle_cleanup\n"},
+        {Log, 1, L"INFO    Appcast URL https://example\\.invalid/feed\\.xml$"}, {Log, 0, L"WinSparkle"},
+        {SetNumber, 0, SETTINGS, L"LogLimit"}, {Start}, {Main}, {Escape}, {Exit, 0},
+        {FileIs, 0, DATA L"\\log1.txt", L"run three\r\n"}, {Log, 2, START}}},
+    {"FirstStartGreetsAndTheSimulatorDialogAddsEditsAndRemoves", Fresh, {
+        {WriteFile, 0, INSTALL L"\\marker only\\eula_prepar3d_v4_academic.rtf", L"{\\rtf1}"}, {Start},
+        {Box, 0, L"Ferrymark", L"Welcome to Ferrymark!\n\nClick on each simulator you have installed to set its "
+                               L"location.\nBe sure to keep the list updated.", L"greeting"},
+        {Ok}, {Value, 0, SETTINGS, L"FirstRun", L"1"}, {Main}, {Shot, 0, L"main-first-start"},
+        {Rows, 0, L"Flight Simulator X|Prepar3D v1|Prepar3D v2|Prepar3D v3|Prepar3D v4|Prepar3D v5"},
+        {Rows, 1, NONE L"|" NONE L"|" NONE L"|" NONE L"|" NONE L"|" NONE}, {Combo, 0, L""},
+        {Text, 605, L"Activate"},
+        // What Apply refuses keeps the dialog open and stores nothing.
+        {Edit, 4}, {Text, 801, L"Set Prepar3D v4 location"}, {Text, 805, L"Add"}, {Visible, 804, L"0"},
+        {Type, 802, L""}, {Shot, 0, L"simulator-dialog-add"}, {Press, 805},
+        {Box, 0, L"Invalid folder", INVALID4, L"invalid-folder"}, {Ok}, {Type, 802, P3D5}, {Press, 805},
+        {Box, 0, L"Invalid folder", INVALID4}, {Ok}, {Type, 802, INSTALL L"\\marker only"}, {Press, 805},
+        {Box, 0, L"Verification error", L"Failed to read Prepar3D v4 version.", L"verification-error"}, {Ok},
+        {Type, 802, P3D4}, {Escape}, {Value, 0, STORE4, L"InstallLocation", L"-"},
+        {Value, 0, KEY4, L"SetupPath", P3D4 L"\\"},
+        // Browse with the picker cancelled (or not made, without COM) keeps the field.
+        {Edit, 4}, {Type, 802, L"typed"}, {Press, 803}, {Picker}, {Log, 1, L"Selecting cancelled"},
+        {Text, 802, L"typed"}, {Escape}, {Edit, 5}, {Type, 802, P3D5}, {Press, 805}, {Gone}, {Edit, 0},
+        {Type, 802, FSX}, {Press, 805}, {Gone}, {Combo, 0, L"Prepar3D v5"}, {Select, 0, L"Prepar3D v5"},
+        {Set, 0, KEY4, L"SetupPath"}, {Edit, 4}, {Type, 802, P3D4}, {Press, 805},
+        {Gone}, {Value, 0, STORE4, L"InstallLocation", P3D4}, {Value, 0, STORE4, L"Version", L"4.5.14.34698"},
+        {Value, 0, KEY4, L"SetupPath", P3D4 L"\\"},
+        {Rows, 1, FSX L"|" NONE L"|" NONE L"|" NONE L"|" P3D4 L"|" P3D5},
+        {Combo, 0, L"Prepar3D v4|Prepar3D v5*"}, {Shot, 0, L"main-three-locations"}, {Edit, 4},
+        {Text, 805, L"Apply"}, {Visible, 804, L"1"}, {Text, 802, P3D4}, {Shot, 0, L"simulator-dialog-edit"},
+        {Press, 804}, {Gone}, {Value, 0, STORE4, L"InstallLocation", L"-"}, {Value, 0, STORE4, L"Version", L"-"},
+        {Value, 0, KEY4, L"SetupPath", L"-"},
+        {Rows, 1, FSX L"|" NONE L"|" NONE L"|" NONE L"|" NONE L"|" P3D5}, {Combo, 0, L"Prepar3D v5*"}, {Escape},
+        {Exit, 0}, {Start}, {Main}, {NoBox, 0, L"Ferrymark"},
+        {Rows, 1, FSX L"|" NONE L"|" NONE L"|" NONE L"|" NONE L"|" P3D5}, {Escape}, {Exit, 0}}},
+    {"ActivatesRefusesWhileInUseAndDeactivatesAcrossARestart", Configured, {
+        {Start}, {Main}, {Press, 605}, {Box, 0, L"Ferrymark", L"Select target simulator.", L"select-target"}, {Ok},
+        {Combo, 0, L"Prepar3D v3|Prepar3D v4|Prepar3D v5"}, {Select, 0, L"Prepar3D v4"}, {Snap},
+        {Hold, 0, L"C:\\ProgramData\\Microsoft\\FSX"}, {Press, 605},
+        {Box, 0, L"Files in use", L"Flight Simulator X files are in use.\nClose all open files and running programs "
+                                  L"and try again.", L"files-in-use"},
+        {Ok}, {Release}, {OnlyLog}, {Press, 605}, {Until, 605, L"Deactivate"}, {Shot, 0, L"main-active"},
+        {Enabled, 604, L"0"}, {Enabled, 606, L"0"}, {Value, 0, SETTINGS, L"TargetActive", L"1"},
+        {Value, 0, SETTINGS, L"TargetTitle", L"Prepar3D v4"}, {Exists, 0, P3D4 L"\\fsx.exe"},
+        {Exists, 0, FSX L"\\Ferrymark backup (ZnN4LmV4ZQ==)"},
+        {Exists, 0, P3D5 L"\\Ferrymark backup (UHJlcGFyM0QuZXhl)"},
+        {Value, 1, L"Software\\Microsoft\\Microsoft Games\\Flight Simulator\\10.0", L"SetupPath", P3D4 L"\\"},
+        {Value, 0, L"Software\\Lockheed Martin\\Prepar3D v5", L"SetupPath", P3D4 L"\\"}, {Escape}, {Exit, 0},
+        // The recorded state comes back; the button alone leads on.
+        {Start}, {Main}, {Text, 605, L"Deactivate"},
+        {Combo, 0, L"Prepar3D v3|Prepar3D v4*|Prepar3D v5"}, {Enabled, 604, L"0"}, {Press, 605},
+        {Until, 605, L"Activate"}, {Enabled, 604, L"1"}, {Enabled, 606, L"1"}, {Escape}, {Exit, 0}, {Residue}}},
+    {"MenuCommandsAndTheAboutDialog", Configured, {
+        {Start}, {Main}, {Press, 501},
+        {Box, 0, L"Ferrymark", L"Updates can't be checked: WinSparkle.dll is missing."}, {Ok}, {Press, 500},
+        {Box, 0, L"Missing manual", L"User manual is missing.", L"missing-manual"}, {Ok},
+        {Log, 1, L"WARN    User manual is missing\\.$"},
+        // With the manual in the working folder the shell is asked to open it.
+        {WriteFile, 0, INSTALL L"\\Manual.pdf", L"%PDF-1.4\n"}, {Press, 500}, {NoBox, 0, L"Missing manual"},
+        {Press, 502}, {Box, 0, L"About", nullptr, L"about"}, {Text, 702, L"Ferrymark"},
+        {Text, 703, L"For FSX and Prepar3D"}, {Text, 704, L"Version 5.0.7.0"}, {Ok}, {Press, 502},
+        {Box, 0, L"About"}, {Escape}, {Press, 502}, {Box, 0, L"About"}, {CloseBox}, {Press, 200}, {Exit, 0},
+        {LastLog, 0, L"   INFO    Shutdown"}}},
+    // The target's program has gone since its location was confirmed: the copy that
+    // activation makes of it raises out of the button's handler.
+    {"AnExceptionOutOfAHandlerEndsTheProgramWithItsBox", Configured, {
+        {Erase, 0, P3D4 L"\\Prepar3D.exe"}, {Start}, {Main}, {Select, 0, L"Prepar3D v4"}, {Press, 605},
+        {Box, 1, L"Ferrymark", L"An unexpected error has occurred.\n\nError details:\ncopy_file: ", L"unexpected-error"},
+        {Ok}, {Exit, 1}, {LastLog, 1, L"  FATAL    Unexpected error: copy_file: "}}},
 };
 
 } // namespace
 
-TEST_F(ProgramTest, StartsLogsEndsThreeWaysAndRefusesASecondStart) {
-    RegistryKey system(HKLM, L"Software\\Microsoft\\Windows NT\\CurrentVersion", false);
-    const std::wstring savedRelease = system.ReadString(L"ReleaseId", L"");
-    system.WriteString(L"ReleaseId", L"2009");
-    RunOnce(kEscape, [&](HWND dialog) {
-        Screenshot(dialog, L"main-dialog");
-        // Menu handles cannot be read across processes under Wine; that the bar is
-        // there shows here, and its File, Exit is pressed below.
-        EXPECT_NE(GetMenu(dialog), nullptr);
-        EXPECT_EQ(WindowText(GetDlgItem(dialog, 606)), L"");
-        EXPECT_EQ(ClassName(GetDlgItem(dialog, 606)), L"SysListView32");
-        EXPECT_EQ(ClassName(GetDlgItem(dialog, 604)), L"ComboBox");
-
-        const std::string logBefore = Data();
-        ASSERT_FALSE(logBefore.empty());
-        ExpectBox(L"Ferrymark is already running.", L"already-running", 2);
-        EXPECT_EQ(Data(), logBefore) << "the second start must not touch the log";
-        EXPECT_FALSE(FileExists(dataFolder + L"\\log1.txt")) << "nor rotate it";
-    });
-    const std::vector<std::string> lines = Log();
-    EXPECT_TRUE(std::regex_match(lines.at(0), std::regex(kStartLine + "2009"))) << lines[0];
-    EXPECT_EQ(CountMatching(lines, "^.{19}   WARN    WinSparkle\\.dll"), 1) << "said once, at WARN";
-    EXPECT_EQ(CountMatching(lines, "   INFO    Appcast URL https://"), 1);
-    EXPECT_EQ(LastEntry(), kShutdown);
-    // The data folder made now is the administrators' from the start.
-    EXPECT_EQ(CountMatching(lines, "restrict"), 0);
-    EXPECT_EQ(FolderAccessList(dataFolder), AdministratorsOnlyList());
-
-    // Without ReleaseId, as on older Windows, the line ends in N/A. Once the first
-    // run has ended the name is free again; the close box and File, Exit end it too.
-    system.DeleteValue(L"ReleaseId");
-    for (Ending how : {kCloseBox, kFileExit}) {
-        RemoveTreeQuietly(dataFolder);
-        RunOnce(how);
-        EXPECT_TRUE(std::regex_match(Log().at(0), std::regex(kStartLine + "N/A"))) << Data();
-        EXPECT_EQ(LastEntry(), kShutdown);
+TEST_P(StoryTest, Runs) {
+    for (std::size_t at = 0; at < GetParam().steps.size() && !HasFatalFailure(); ++at) {
+        SCOPED_TRACE("step " + std::to_string(at + 1));
+        Run(GetParam().steps[at]);
     }
-    if (!savedRelease.empty())
-        system.WriteString(L"ReleaseId", savedRelease);
 }
 
-TEST_F(ProgramTest, AnOldInstallStopsTheStart) {
-    const std::wstring oldFolder = installFolder + L"\\old";
-    CreateDirectoryW(oldFolder.c_str(), nullptr);
-    ASSERT_TRUE(RegistryKey(HKLM, kOldInstallKey, true).WriteString(L"InstallLocation", oldFolder));
-    RunOnce(); // the folder without the program in it is no old install
-
-    WriteAll(oldFolder + L"\\Ferrymark.exe", "old");
-    ExpectBox(L"Uninstall previous version of Ferrymark and restart the program.", L"old-install",
-              1);
-    EXPECT_EQ(LastEntry(), "  FATAL    Old version of Ferrymark installed");
-    EXPECT_EQ(CountMatching(Log(), "Appcast URL"), 0) << "start-up stopped before updates";
-
-    // Without a key at all the check creates it, empty, in the 32-bit view and passes.
-    platform::registry::DeleteTreeBelowHive(HKLM, kOldInstallKey32);
-    RunOnce();
-    EXPECT_TRUE(RegistryKey::Exists(HKLM, kOldInstallKey32, false));
-    EXPECT_FALSE(RegistryKey::Exists(HKLM, kOldInstallKey, false)) << "not in the 64-bit view";
-    EXPECT_EQ(RegistryKey(HKLM, kOldInstallKey, true).ReadString(L"InstallLocation", L"-"), L"-");
-}
-
-TEST_F(ProgramTest, LogsRotateWithLogLimitAndTheUpdateFrameworkIsCalledInOrder) {
-    CreateDirectoryW(L"C:\\ProgramData\\Kestrane", nullptr);
-    CreateDirectoryW(dataFolder.c_str(), nullptr);
-    // An earlier version's data folder, which every user may change.
-    ASSERT_TRUE(SetFolderAccessList(dataFolder, L"D:(A;OICI;FA;;;WD)"));
-    WriteAll(dataFolder + L"\\log.txt", "run three\r\n");
-    WriteAll(dataFolder + L"\\log1.txt", "run two\r\n");
-    WriteAll(dataFolder + L"\\log2.txt", "run one\r\n");
-    WriteAll(dataFolder + L"\\log3.txt", "from a higher limit\r\n");
-    ASSERT_TRUE(RegistryKey(HKLM, kSettingsKey, false).WriteDword(L"LogLimit", 3));
-    ASSERT_TRUE(CopyFileW((buildFolder + L"\\test-doubles\\WinSparkle.dll").c_str(),
-                          (installFolder + L"\\WinSparkle.dll").c_str(), FALSE));
-    ASSERT_TRUE(RegistryKey(HKLM, kSettingsKey + L"\\Update", false)
-                    .WriteString(L"AppcastURL", L"https://example.invalid/feed.xml"));
-    RunOnce();
-    EXPECT_EQ(Data(L"log1.txt"), "run three\r\n");
-    EXPECT_EQ(Data(L"log2.txt"), "run two\r\n");
-    EXPECT_EQ(Data(L"log3.txt"), "from a higher limit\r\n");
-    EXPECT_TRUE(std::regex_match(Log().at(0), std::regex(kStartLine + ".+"))) << Data();
-    EXPECT_EQ(Log().at(1).erase(0, 19), "   INFO    Data folder restricted to administrators: "
-                                        "C:\\ProgramData\\Kestrane\\Ferrymark");
-    EXPECT_EQ(FolderAccessList(dataFolder), AdministratorsOnlyList());
-    // The calls end with the clean-up of a normal exit; no window exists at init.
-    EXPECT_EQ(Lines(ReadAll(installFolder + L"\\winsparkle-calls.txt"), "\n"),
-              (std::vector<std::string>{
-                  "win_sparkle_set_registry_path Software\\Kestrane\\Ferrymark\\Update",
-                  "win_sparkle_set_appcast_url https://example.invalid/feed.xml",
-                  "win_sparkle_init windows=0", "win_sparkle_cleanup"}));
-    EXPECT_EQ(CountMatching(Log(), "INFO    Appcast URL https://example\\.invalid/feed\\.xml$"), 1);
-    EXPECT_EQ(CountMatching(Log(), "WinSparkle"), 0) << "no warning when the framework is there";
-
-    // LogLimit 0: no rotation, the log grows.
-    ASSERT_TRUE(RegistryKey(HKLM, kSettingsKey, false).WriteDword(L"LogLimit", 0));
-    RunOnce();
-    EXPECT_EQ(Data(L"log1.txt"), "run three\r\n");
-    EXPECT_EQ(CountMatching(Log(), kStartLine), 2);
-}
+INSTANTIATE_TEST_SUITE_P(Stories, StoryTest, ::testing::ValuesIn(kStories),
+                         [](const ::testing::TestParamInfo<Story>& row) { return row.param.name; });
