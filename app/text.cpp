@@ -22,21 +22,6 @@ std::vector<std::wstring> Split(const std::wstring& text, wchar_t delimiter) {
     return pieces;
 }
 
-wchar_t FoldCase(wchar_t c, FoldedLetters letters) {
-    // Both ranges lie 0x20 above their upper case.
-    const bool ascii = c >= L'a' && c <= L'z';
-    const bool latin1 =
-        letters == FoldedLetters::Latin1 && (c >= 0xE0 && c <= 0xFE && c != 0xF7);
-    return ascii || latin1 ? static_cast<wchar_t>(c - 0x20) : c;
-}
-
-std::wstring FoldCase(const std::wstring& text, FoldedLetters letters) {
-    std::wstring folded = text;
-    for (wchar_t& c : folded)
-        c = FoldCase(c, letters);
-    return folded;
-}
-
 bool EqualsIgnoringCase(const std::wstring& a, const std::wstring& b) {
     if (a.size() != b.size())
         return false;

@@ -2,6 +2,8 @@
 // comparison without regard to case, and UTF-16 for data kept in the registry.
 #pragma once
 
+#include "platform/case_folding.h"
+
 #include <string>
 #include <vector>
 
@@ -12,15 +14,6 @@ std::wstring FormatWide(const wchar_t* format, ...);
 // Cuts `text` at every `delimiter`: an empty text gives no piece, a trailing
 // delimiter no extra empty piece, two adjacent delimiters an empty piece.
 std::vector<std::wstring> Split(const std::wstring& text, wchar_t delimiter);
-
-// Which letters case folding takes to upper case: the ASCII ones, or the Latin-1
-// ones besides (not the division sign), which covers the names that simulators
-// and installers write into the registry.
-enum class FoldedLetters { Ascii, Latin1 };
-
-// The upper case of a letter of the chosen set; every other character stays.
-wchar_t FoldCase(wchar_t c, FoldedLetters letters = FoldedLetters::Ascii);
-std::wstring FoldCase(const std::wstring& text, FoldedLetters letters = FoldedLetters::Ascii);
 
 // Equal when they differ only in the case of ASCII letters.
 bool EqualsIgnoringCase(const std::wstring& a, const std::wstring& b);

@@ -6,7 +6,7 @@
 // and ".." are listed like any other item. Windows also matches the generated
 // short (8.3) names, so that "*.htm" finds "page.html" there; the host has no
 // short names and this backend does not make them up.
-#include "app/text.h"
+#include "platform/case_folding.h"
 #include "platform/find.h"
 #include "platform/posix/host.h"
 

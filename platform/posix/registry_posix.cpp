@@ -4,7 +4,7 @@
 // folded form, as the Windows registry matches them without regard to case.
 // Writes go through SQLite transactions in WAL mode, so the store survives a
 // killed process and can be shared by several processes at once.
-#include "app/text.h"
+#include "platform/case_folding.h"
 #include "platform/posix/host.h"
 #include "platform/posix/test_hooks.h"
 #include "platform/registry.h"
