@@ -153,10 +153,12 @@ void MainDialog::InitDialog(HWND window) {
 
     simulators = CreateSimulators();
     for (const std::shared_ptr<GenericSimulator>& simulator : simulators) {
+        // The stored location is the root folder as well: one read of the record's
+        // key serves the test and the text.
+        const std::wstring location = simulator->GetLocation(true);
         const int row = simulatorList.AddRow(
             {{kTitleColumn, simulator->GetTitle()},
-             {kLocationColumn,
-              simulator->HasLocation() ? simulator->GetFolder(Root) : notInstalledText}});
+             {kLocationColumn, location.empty() ? notInstalledText : location}});
         simulatorList.SetItemData(row, reinterpret_cast<LPARAM>(simulator.get()));
     }
     RefreshTargets();
@@ -181,11 +183,13 @@ void MainDialog::RefreshTargets() {
     const int size = static_cast<int>(std::lround(metrics.tmHeight * 1.33));
 
     for (const std::shared_ptr<GenericSimulator>& simulator : simulators) {
-        if (!simulator->IsTargetable())
+        // Targetable as IsTargetable() says, with the stored location read once for
+        // the test and the log line.
+        const std::wstring location = simulator->GetLocation(true);
+        if (location.empty() || !simulator->Targetable())
             continue;
         log.Info(simulator->GetTitle() + L" is targetable, version " +
-                 simulator->GetVersion(true, L"") + L" is installed to " +
-                 simulator->GetLocation(true));
+                 simulator->GetVersion(true, L"") + L" is installed to " + location);
         HBITMAP bitmap = nullptr;
         const auto id = bitmapIds.find(simulator->GetKind());
         // Bitmaps of earlier refreshes stay with the combo box until the dialog ends.

@@ -22,8 +22,11 @@ bool IsAbsent(DWORD error) {
     throw FileSystemError(what, path, win32::SystemText(error));
 }
 
-// Attributes of the item a path finally names, following links, or nothing.
-bool FollowedAttributes(const std::wstring& path, BY_HANDLE_FILE_INFORMATION& info, DWORD& error) {
+// Attributes of the item a path finally names, following links, or nothing. Only
+// the basic information is asked for: the full record also carries the volume's
+// serial number, which under Wine is a round trip to the mount manager for every
+// call, and no caller here needs it.
+bool FollowedAttributes(const std::wstring& path, DWORD& attributes, DWORD& error) {
     win32::UniqueHandle file(CreateFileW(
         path.c_str(), FILE_READ_ATTRIBUTES, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
         nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
@@ -31,10 +34,12 @@ bool FollowedAttributes(const std::wstring& path, BY_HANDLE_FILE_INFORMATION& in
         error = GetLastError();
         return false;
     }
-    if (!GetFileInformationByHandle(file.get(), &info)) {
+    FILE_BASIC_INFO info{};
+    if (!GetFileInformationByHandleEx(file.get(), FileBasicInfo, &info, sizeof info)) {
         error = GetLastError();
         return false;
     }
+    attributes = info.FileAttributes;
     return true;
 }
 
@@ -76,9 +81,9 @@ SystemError RemoveTreeW(const std::wstring& path) {
 } // namespace
 
 bool Exists(const std::wstring& path) {
-    BY_HANDLE_FILE_INFORMATION info{};
+    DWORD attributes = 0;
     DWORD error = 0;
-    if (FollowedAttributes(path, info, error))
+    if (FollowedAttributes(path, attributes, error))
         return true;
     if (IsAbsent(error))
         return false;
@@ -92,10 +97,10 @@ bool Exists(const std::wstring& path) {
 }
 
 bool IsFolder(const std::wstring& path) {
-    BY_HANDLE_FILE_INFORMATION info{};
+    DWORD followed = 0;
     DWORD error = 0;
-    if (FollowedAttributes(path, info, error))
-        return (info.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+    if (FollowedAttributes(path, followed, error))
+        return (followed & FILE_ATTRIBUTE_DIRECTORY) != 0;
     if (IsAbsent(error))
         return false;
     const DWORD attributes = GetFileAttributesW(path.c_str());

@@ -138,6 +138,19 @@ void FreshMachine(SixSimulatorMachine& machine) {
 }
 
 #ifndef _WIN32
+// With FERRYMARK_BENCH_PERF_CONTROL naming the control pipe of a `perf record -D -1
+// --control fifo:PIPE`, the profile covers the timed switch runs alone, not the
+// install of the machine around them.
+void ProfileSwitch(bool on) {
+    static const char* const pipe = std::getenv("FERRYMARK_BENCH_PERF_CONTROL");
+    if (pipe == nullptr)
+        return;
+    if (std::FILE* control = std::fopen(pipe, "w")) {
+        std::fputs(on ? "enable\n" : "disable\n", control);
+        std::fclose(control);
+    }
+}
+
 // The folders that the switch moves, source and destination in the order of the
 // moves, as the POSIX backend reports them before each one.
 std::vector<std::pair<std::string, std::string>>& FolderMoves() {
@@ -182,6 +195,9 @@ int MeasureSwitch(int runs, const MachineSizes& sizes) {
         FolderMoves().clear();
         platform::posix::SetChangeObserver(RecordFolderMove);
 #endif
+#ifndef _WIN32
+        ProfileSwitch(true);
+#endif
         times.push_back(Seconds(
             [&] {
                 if (!SwitchTarget(host, kTarget, true) || !SwitchTarget(host, kTarget, false) ||
@@ -189,6 +205,9 @@ int MeasureSwitch(int runs, const MachineSizes& sizes) {
                     throw std::runtime_error("the switch did not run to its end");
             },
             cpu));
+#ifndef _WIN32
+        ProfileSwitch(false);
+#endif
 #ifndef _WIN32
         // The machine is back where it started: the same moves once more, by mv.
         platform::posix::SetChangeObserver(nullptr);
