@@ -2,87 +2,69 @@
 // what is refused, and the four templates.
 #include "engine/simbase.h"
 #include "platform/fs.h"
-#include "resources/resource.h"
 #include "support/sandbox.h"
 
 #include <gtest/gtest.h>
 
 using SimBaseTest = SandboxTest;
 
-TEST_F(SimBaseTest, VerifyPassesRepairsOrRefusesByContent) {
-    const std::wstring document = InFolder(L"dll.xml");
-    const std::string path = Narrow(document);
-    const struct {
-        const char* bytes; // null: no file
-        bool result;
-        const char* after; // null: the bytes stay as they were
-        std::string logLine;
-    } cases[] = {
-        {nullptr, false, nullptr, "TRACE Config file does not exist " + path},
-        {"<SimBase.Document><Launch.Addon>", false, nullptr, "WARN Failed to load " + path},
-        {"<?xml version=\"1.0\"?><Other><Launch.Addon/></Other>", false, nullptr,
-         "WARN Config file is corrupt and cannot be repaired " + path},
-        {"<?xml version=\"1.0\" encoding=\"Windows-1252\"?>\r\n<!-- mine -->\r\n<a><SimBase.Document>"
-         "<Launch.Addon><!--x--></Launch.Addon></SimBase.Document></a>\r\n", true, nullptr, ""},
-        // The repair drops the declaration and the comments, writes LF line ends,
-        // one tab a level and UTF-8 without a byte order mark.
-        {"\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n<!-- old -->\r\n"
-         "<SimBase.Document Type=\"AceXML\" version=\"3,0\" id=\"dll\">\r\n"
-         "    <Descr>AceXML Document</Descr>\r\n</SimBase.Document>\r\n", true,
-         "<?xml version=\"1.0\"?>\n<SimBase.Document Type=\"AceXML\" version=\"3,0\" id=\"dll\">\n"
-         "\t<Descr>AceXML Document</Descr>\n\t<Launch.Addon>\n\t\t"
-         "<!--Dummy Launch.Addon entry created by Ferrymark-->\n\t</Launch.Addon>\n</SimBase.Document>\n", ""},
-        {"<r><SimBase.Document id=\"1\"/><SimBase.Document id=\"2\"/></r>", true,
-         "<?xml version=\"1.0\"?>\n<r>\n\t<SimBase.Document id=\"1\">\n\t\t<Launch.Addon>\n\t\t\t"
-         "<!--Dummy Launch.Addon entry created by Ferrymark-->\n\t\t</Launch.Addon>\n"
-         "\t</SimBase.Document>\n\t<SimBase.Document id=\"2\" />\n</r>\n", ""},
-    };
+TEST_F(SimBaseTest, VerifyPassesRepairsOrRefusesByContentAndCreateWritesATemplate) {
+    const std::wstring xml = InFolder(L"dll.xml");
+    const std::string dummy =
+        "<Launch.Addon>\n\t\t<!--Dummy Launch.Addon entry created by Ferrymark-->\n";
+    // The bytes (null: no file), the result, the bytes after (null: unchanged), the log line.
+    const std::tuple<const char*, bool, std::string, std::string> cases[] = {
+        {nullptr, false, "", "TRACE Config file does not exist "},
+        {"<SimBase.Document><Launch.Addon>", false, "", "WARN Failed to load "},
+        {"<Other><Launch.Addon/></Other>", false, "",
+         "WARN Config file is corrupt and cannot be repaired "},
+        {"<?xml version=\"1.0\"?>\r\n<!-- a -->\r\n<a><SimBase.Document><Launch.Addon><!--x-->"
+         "</Launch.Addon></SimBase.Document></a>\r\n",
+         true, "", "TRACE VerifySimBaseDocument "},
+        // A repair drops the declaration and comments, writes LF, tabs and UTF-8 without a BOM.
+        {"\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n<!-- old "
+         "-->\r\n<SimBase.Document "
+         "id=\"dll\">\r\n    <Descr>AceXML</Descr>\r\n</SimBase.Document>\r\n",
+         true,
+         "<?xml version=\"1.0\"?>\n<SimBase.Document id=\"dll\">\n\t<Descr>AceXML</Descr>\n\t" +
+             dummy + "\t</Launch.Addon>\n</SimBase.Document>\n",
+         ""},
+        {"<r><SimBase.Document/><SimBase.Document id=\"2\"/></r>", true,
+         "<?xml version=\"1.0\"?>\n<r>\n\t<SimBase.Document>\n\t\t<Launch.Addon>\n\t\t\t<!--Dummy "
+         "Launch.Addon entry created by Ferrymark-->\n\t\t</Launch.Addon>\n\t</SimBase.Document>\n"
+         "\t<SimBase.Document id=\"2\" />\n</r>\n",
+         ""}};
     OpenLog();
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.bytes == nullptr ? "no file" : c.bytes);
+    for (const auto& [bytes, result, after, line] : cases) {
+        SCOPED_TRACE(bytes == nullptr ? "no file" : bytes);
         ClearLog();
-        platform::RemoveItem(document);
-        if (c.bytes != nullptr)
-            WriteFile(document, c.bytes);
-        EXPECT_EQ(VerifySimBaseDocument(document, 3), c.result);
-        EXPECT_EQ(platform::Exists(document), c.bytes != nullptr) << "nothing is created";
-        if (c.bytes != nullptr) {
-            EXPECT_EQ(ReadFile(document), c.after != nullptr ? c.after : c.bytes);
-        }
-        EXPECT_TRUE(LogContains("TRACE VerifySimBaseDocument " + path));
-        if (!c.logLine.empty()) {
-            EXPECT_TRUE(LogContains(c.logLine)) << LogText();
-        }
+        platform::RemoveItem(xml);
+        if (bytes != nullptr)
+            WriteFile(xml, bytes);
+        EXPECT_EQ(VerifySimBaseDocument(xml, 3), result);
+        EXPECT_EQ(ReadFile(xml), after.empty() && bytes != nullptr ? bytes : after);
+        EXPECT_TRUE(line.empty() || LogContains(line + Narrow(xml))) << LogText();
     }
-}
-
-TEST_F(SimBaseTest, CreateWritesTheTemplateOfVersionAndTypeOrNothing) {
-    const std::wstring document = InFolder(L"dll.xml");
-    const struct {
-        std::uint32_t version;
-        const wchar_t* type;
-        const char* mark; // a text only the right template holds; null: refused
-    } cases[] = {{1, L"dll", "<Filename>dll.xml</Filename>"}, {1, L"exe", "<Filename>exe.xml</Filename>"},
-                 {3, L"dll", "id=\"dll\""}, {3, L"exe", "id=\"exe\""},
-                 {3, L"DLL", nullptr}, {2, L"dll", nullptr}, {0, L"exe", nullptr}};
-    OpenLog();
-    for (const auto& c : cases) {
-        SCOPED_TRACE(std::to_string(c.version) + " " + Narrow(c.type));
+    // Version, type, and a text only the right template holds (empty: refused).
+    const std::tuple<std::uint32_t, const wchar_t*, std::string> templates[] = {
+        {1, L"dll", "<Filename>dll.xml</Filename>"},
+        {1, L"exe", "<Filename>exe.xml</Filename>"},
+        {3, L"dll", "id=\"dll\""},
+        {3, L"exe", "id=\"exe\""},
+        {3, L"DLL", ""},
+        {2, L"dll", ""}};
+    for (const auto& [version, type, mark] : templates) {
+        SCOPED_TRACE(mark);
         ClearLog();
-        WriteFile(document, "old content");
-        EXPECT_EQ(CreateSimBaseDocument(document, c.type, c.version), c.mark != nullptr);
-        const std::string written = ReadFile(document);
-        if (c.mark == nullptr) {
-            EXPECT_EQ(written, "old content");
-            EXPECT_TRUE(LogContains("ERROR Invalid SimBase document version or type"));
-            continue;
-        }
-        EXPECT_NE(written.find(c.mark), std::string::npos);
-        EXPECT_NE(written.find("\t\t<!--Dummy Launch.Addon entry created by Ferrymark-->\r\n"), std::string::npos);
-        EXPECT_EQ(written.substr(0, 5), "<?xml") << "no byte order mark";
-        EXPECT_TRUE(VerifySimBaseDocument(document, c.version)) << "a fresh template passes";
-        EXPECT_EQ(ReadFile(document), written) << "and is left as it is";
+        WriteFile(xml, "old");
+        EXPECT_EQ(CreateSimBaseDocument(xml, type, version), !mark.empty());
+        const std::string written = ReadFile(xml);
+        EXPECT_EQ(LogContains("ERROR Invalid SimBase document version or type"), mark.empty());
+        EXPECT_NE(written.find(mark.empty() ? "old" : mark), std::string::npos);
+        EXPECT_TRUE(mark.empty() || written.find("<?xml") == 0) << "no byte order mark";
+        EXPECT_TRUE(mark.empty() || written.find("\t\t<!--Dummy Launch.Addon entry created by "
+                                                 "Ferrymark-->\r\n") != std::string::npos);
+        EXPECT_EQ(VerifySimBaseDocument(xml, version), !mark.empty());
+        EXPECT_EQ(ReadFile(xml), written) << "a fresh template passes as it is";
     }
-    EXPECT_FALSE(CreateSimBaseDocument(InFolder(L"missing\\exe.xml"), L"exe", 3));
-    EXPECT_FALSE(platform::Exists(InFolder(L"missing"))) << "no folder is made for it";
 }
