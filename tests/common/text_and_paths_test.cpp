@@ -47,7 +47,7 @@ TEST(Text, FormatSplitFoldAndUtf16) {
          {std::pair{L"WARN", L"WARNING"}, {L"[", L"{"}, {L"\u00e9", L"\u00c9"}})
         EXPECT_FALSE(EqualsIgnoringCase(a, b)) << testing::PrintToString(W(a));
     // The supplementary planes become surrogate pairs, from U+10000 to U+10FFFF.
-    const W text = W(L"A\uffff") + wchar_t(0x10000) + wchar_t(0x1F6EB) + wchar_t(0x10FFFF);
+    const W text = L"A\uffff\U00010000\U0001F6EB\U0010FFFF"; // pairs where wchar_t has 16 bits
     const std::u16string utf16 = {u'A', 0xFFFF, 0xD800, 0xDC00, 0xD83D, 0xDEEB, 0xDBFF, 0xDFFF};
     EXPECT_EQ(ToUtf16(text), utf16);
     EXPECT_EQ(FromUtf16(utf16.data(), utf16.size()), text);

@@ -22,7 +22,8 @@ OtherProcess* StartHolder(Hold how, const std::wstring& path, std::string& why) 
     std::wstring command = L"\"" + program + L"backup_holder.exe\" " +
                            (how == Hold::OpenFile ? L"file \"" : L"folder \"") + path + L"\" " +
                            stem + L"-ready " + stem + L"-stop";
-    STARTUPINFOW startup{sizeof startup};
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
     PROCESS_INFORMATION started{};
     DWORD woke = WAIT_FAILED, code = 0;
     if (CreateProcessW(nullptr, &command[0], nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,

@@ -33,7 +33,8 @@ TEST_F(Win32BackendTest, BackupNamesTheMutexAndTheResources) {
     std::wstring program = InFolder(L"fsx.exe");
     WriteFile(program, ReadFile(Wide(FERRYMARK_RESOURCE_IMAGES "/versioned.exe")));
     ASSERT_TRUE(PatchToFSX(program));
-    STARTUPINFOW startup{sizeof startup};
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
     PROCESS_INFORMATION process{};
     ASSERT_TRUE(CreateProcessW(program.c_str(), program.data(), nullptr, nullptr, FALSE, 0, nullptr,
                                nullptr, &startup, &process));
