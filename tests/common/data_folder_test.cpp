@@ -1,10 +1,12 @@
-// The data folder is the administrators' alone, and nothing below it, or below the
-// backup base folder, is written, moved or removed through a link planted there.
+// The data folder is the administrators' alone, its log opens where it is asked
+// to, and nothing below it is written, moved or removed through a planted link.
 #include "app/data_folder.h"
+#include "app/link_check.h"
+#include "app/logger.h"
 #include "app/rotation.h"
-#include "common/switch_fixture.h"
 #include "platform/fs.h"
 #include "support/other_process.h"
+#include "support/sandbox.h"
 
 #ifdef _WIN32
 #include "support/file_bytes.h"
@@ -12,73 +14,9 @@
 
 #include <gtest/gtest.h>
 
-static const std::wstring kData = L"C:\\ProgramData\\Kestrane\\Ferrymark";
 using DataFolderTest = SandboxTest;
 
-TEST_F(SwitchTest, NothingIsWrittenMovedOrRemovedThroughAPlantedLink) {
-    if (!links)
-        GTEST_SKIP() << "this system makes no links (Wine 8 reports success and makes none): "
-                        "the refusals are proven on the native build";
-    // What every link points at: a folder with a file, outside the data folder.
-    const std::wstring outside = InFolder(L"Elsewhere");
-    MakeFolder(outside);
-    WriteFile(outside + L"\\kept.txt", "kept");
-    enum Run { StartUp, Switch, Backup };
-    const std::string d = Narrow(kData), reason = ", reason: the path leads through a link";
-    const struct {
-        std::wstring planted;
-        Run run;
-        std::string refused; // the failure line of the step refused
-    } cases[] = {
-        {L"log.txt", StartUp,
-         "ERROR Failed to move " + d + "\\log.txt -> " + d + "\\log1.txt" + reason},
-        {L"backup", Switch,
-         "ERROR Failed to move " + d + "\\backup -> " + d + "\\backup1" + reason},
-        {L"backup9", Switch, "ERROR Failed to delete " + d + "\\backup9" + reason},
-        {L"backup\\Prepar3D v4", Backup,
-         "ERROR Failed to create folder " + d + "\\backup\\Prepar3D v4\\ProgramData" + reason},
-        {L"backup\\Prepar3D v4\\ProgramData", Backup,
-         "ERROR Failed to create folder " + d + "\\backup\\Prepar3D v4\\ProgramData" + reason},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(Narrow(c.planted));
-        platform::RemoveTree(kData);
-        MakeFolder(kData + L"\\backup1");
-        MakeFolder(kData + L"\\backup\\Prepar3D v4");
-        const std::wstring link = kData + L"\\" + c.planted;
-        platform::RemoveTree(link);
-        platform::MakeSymbolicLink(link, c.run == StartUp ? outside + L"\\kept.txt" : outside,
-                                   c.run == StartUp ? 0 : 1);
-        ASSERT_TRUE(platform::IsSymbolicLink(link));
-        ClearLog();
-        boxes.clear();
-        const MachineSnapshot before = TakeSnapshot();
-        if (c.run == StartUp) {
-            RotateNumbered(kData, L"log", L".txt", 10);
-            testing::internal::CaptureStdout();
-            OpenLogBelow(kData, link);
-            EXPECT_NE(testing::internal::GetCapturedStdout().find(
-                          "WARN    Not following the link " + Narrow(link)),
-                      std::string::npos);
-            OpenLog();
-        } else if (c.run == Switch) {
-            EXPECT_FALSE(SwitchTarget(*this, L"Prepar3D v4", true));
-            EXPECT_EQ(boxes, std::vector<std::wstring>{
-                                 L"Backup error: Cannot activate: failed to create backups."});
-        } else {
-            EXPECT_TRUE(Record(L"Prepar3D v4")->Backup(kData + L"\\backup"));
-        }
-        if (c.run != Backup)
-            ExpectUnchangedSince(before);
-        for (const Difference& difference : DiffSnapshots(before, TakeSnapshot()))
-            EXPECT_FALSE(IsBelow(difference.item, outside)) << Narrow(Describe(difference));
-        EXPECT_TRUE(platform::IsSymbolicLink(link));
-        EXPECT_TRUE(LogContains("WARN Not following the link " + Narrow(link))) << LogText();
-        EXPECT_TRUE(LogContains(c.refused)) << LogText();
-    }
-}
-
-TEST_F(DataFolderTest, AFolderIsMadeOrTightenedOnceForAdministratorsOnly) {
+TEST_F(DataFolderTest, AFolderIsMadeOrTightenedOnceForAdministratorsOnlyAndItsLogOpens) {
 #ifdef _WIN32
     const std::wstring wanted = AdministratorsOnlyList();
 #else
@@ -90,11 +28,64 @@ TEST_F(DataFolderTest, AFolderIsMadeOrTightenedOnceForAdministratorsOnly) {
     ASSERT_NE(AccessList(loose), wanted);
     EXPECT_EQ(PrepareDataFolder(made).outcome, DataFolderAccess::AsWanted);
     EXPECT_EQ(PrepareDataFolder(loose).outcome, DataFolderAccess::Tightened);
-    EXPECT_EQ(AccessList(made), wanted);
-    EXPECT_EQ(AccessList(loose), wanted);
+    EXPECT_EQ(AccessList(made) + L" " + AccessList(loose), wanted + L" " + wanted);
+    OpenLogBelow(made, made + L"\\log.txt");
+    Logger::Write(Logger::ErrorLevel, L"below the data folder");
+    EXPECT_NE(ReadFile(made + L"\\log.txt").find("ERROR    below the data folder\r\n"),
+              std::string::npos);
     if (other_process::RunningUnderWine())
         GTEST_SKIP() << "Wine keeps no access list, only the Unix mode bits, and never reads back "
                         "the protected list: that a tightened folder is left alone afterwards "
                         "is checked on Windows and natively";
     EXPECT_EQ(PrepareDataFolder(loose).outcome, DataFolderAccess::AsWanted) << "tightened once";
+}
+
+TEST_F(DataFolderTest, TheOutermostLinkOnTheWayIsRefusedAndNamed) {
+    if (other_process::RunningUnderWine())
+        GTEST_SKIP() << "Wine 8 reports success making a link and makes none: the refusals are "
+                        "proven on the native build";
+    const std::wstring base = InFolder(L"Data"), log = base + L"\\log.txt";
+    MakeFolder(base);
+    MakeFolder(InFolder(L"Out\\in"));
+    WriteFile(InFolder(L"Out\\kept.txt"), "kept");
+    OpenLog(L"Info");
+    // Links planted (name, target), the item, and the link named on its way.
+    const std::tuple<std::vector<std::pair<std::wstring, std::wstring>>, std::wstring, std::wstring>
+        cases[] = {{{}, L"Data\\missing\\deeper", L""},
+                   {{{L"Data\\P3D", L"Out"}}, L"Data\\P3D\\in\\x", L"Data\\P3D"},
+                   {{{L"Data\\P3D", L"Out"}, {L"Out\\in\\x", L"Out"}},
+                    L"Data\\P3D\\in\\x\\y",
+                    L"Data\\P3D"},
+                   {{{L"Data\\log.txt", L"Out\\kept.txt"}}, L"Data\\log.txt", L"Data\\log.txt"}};
+    for (const auto& [links, item, named] : cases) {
+        SCOPED_TRACE(Narrow(item));
+        for (const auto& [link, target] : links)
+            ASSERT_FALSE(platform::MakeSymbolicLink(InFolder(link), InFolder(target),
+                                                    link != L"Data\\log.txt")
+                             .Failed());
+        ClearLog();
+        const std::wstring expected = named.empty() ? L"" : InFolder(named);
+        EXPECT_EQ(LinkOnTheWay(base, InFolder(item)), expected);
+        EXPECT_EQ(RefuseLinkOnTheWay(base, InFolder(item)), !expected.empty());
+        EXPECT_EQ(LogText().empty(), expected.empty());
+        EXPECT_TRUE(expected.empty() ||
+                    LogContains("WARN Not following the link " + Narrow(expected)));
+        for (const auto& link : links)
+            platform::RemoveItem(InFolder(link.first));
+    }
+    // Neither the log nor a rotation goes through a link at the log's name.
+    platform::MakeSymbolicLink(log, InFolder(L"Out\\kept.txt"), 0);
+    ClearLog();
+    EXPECT_FALSE(RotateNumbered(base, L"log", L".txt", 3));
+    EXPECT_EQ(LogLines(), (std::vector<std::string>{
+                              "WARN Not following the link " + Narrow(log),
+                              "ERROR Failed to move " + Narrow(log) + " -> " + Narrow(base) +
+                                  "\\log1.txt, reason: the path leads through a link"}));
+    testing::internal::CaptureStdout();
+    OpenLogBelow(base, log);
+    Logger::Write(Logger::InfoLevel, L"not into the link");
+    const std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_NE(out.find(" WARN    Not following the link " + Narrow(log) + "\n"), std::string::npos);
+    EXPECT_NE(out.find(" INFO    not into the link\n"), std::string::npos);
+    EXPECT_EQ(ReadFile(InFolder(L"Out\\kept.txt")), "kept");
 }

@@ -1,21 +1,18 @@
-// Another process that holds an item, for the tests on POSIX: a forked child
-// opens a file or changes into a folder, says so through a pipe, and becomes a
-// sleeping program until it is killed.
+// Another process that holds an item, on POSIX: a forked child opens a file or
+// changes into a folder, says so through a pipe, and becomes a sleeping program.
+#include "support/other_process.h"
 #include "platform/posix/host.h"
 
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
-#include <string>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace other_process {
 
-enum class Hold { OpenFile, WorkingFolder };
-
 struct OtherProcess {
-    pid_t pid = -1;
+    pid_t pid;
 };
 
 OtherProcess* StartHolder(Hold how, const std::wstring& path, std::string& why) {
@@ -25,23 +22,17 @@ OtherProcess* StartHolder(Hold how, const std::wstring& path, std::string& why) 
         return why = "pipe failed", nullptr;
     const pid_t pid = fork();
     if (pid == 0) {
-        // The child keeps only its end of the pipe: whatever else it inherited
-        // open would count as held by it.
-        const long highest = sysconf(_SC_OPEN_MAX);
-        for (int fd = 3; fd < (highest > 0 && highest < 4096 ? highest : 4096); ++fd)
+        // Whatever else the child inherited open would count as held by it.
+        for (int fd = 3; fd < 4096; ++fd)
             if (fd != ready[1])
                 close(fd);
         const bool held =
             how == Hold::OpenFile ? open(host.c_str(), O_RDONLY) >= 0 : chdir(host.c_str()) == 0;
-        const char answer = held ? 'y' : 'n';
-        if (write(ready[1], &answer, 1) == 1 && held) {
-            // A small program takes the child's place, keeping the held file and
-            // the working folder: a fork of the test program would share its
-            // pages copy-on-write and slow every write of the test down.
+        if (write(ready[1], held ? "y" : "n", 1) == 1 && held) {
+            // A small program keeps the held file and folder: a fork of the test
+            // program would share its pages copy-on-write and slow its writes down.
             close(ready[1]);
             execl("/bin/sleep", "sleep", "infinity", static_cast<char*>(nullptr));
-            for (;;)
-                pause();
         }
         _exit(2);
     }

@@ -4,13 +4,10 @@
 
 #include <string>
 
-// The file's bytes, or nothing when it cannot be read.
+// The file's bytes (nothing when it cannot be read); false when it cannot be written.
 std::string ReadAll(const std::wstring& path);
-// False when the file cannot be written.
 bool WriteAll(const std::wstring& path, const std::string& bytes);
-
-// A folder's access list (its DACL) as SDDL text, or nothing when it cannot be read;
-// and a new one, given as SDDL.
+// A folder's access list (its DACL) as SDDL, or nothing; and a new one from SDDL.
 std::wstring FolderAccessList(const std::wstring& folder);
 bool SetFolderAccessList(const std::wstring& folder, const std::wstring& sddl);
 // A folder kept for administrators as FolderAccessList reads it: under Wine, which

@@ -8,15 +8,13 @@
 #include <cstdio>
 
 std::string ReadAll(const std::wstring& path) {
-    std::FILE* file = _wfopen(path.c_str(), L"rb");
-    if (file == nullptr)
-        return {};
     std::string bytes;
-    char buffer[4096];
-    std::size_t got = 0;
-    while ((got = std::fread(buffer, 1, sizeof buffer, file)) > 0)
-        bytes.append(buffer, got);
-    std::fclose(file);
+    if (std::FILE* file = _wfopen(path.c_str(), L"rb")) {
+        char buffer[4096];
+        for (std::size_t got; (got = std::fread(buffer, 1, sizeof buffer, file)) > 0;)
+            bytes.append(buffer, got);
+        std::fclose(file);
+    }
     return bytes;
 }
 
@@ -30,12 +28,11 @@ bool WriteAll(const std::wstring& path, const std::string& bytes) {
 
 std::wstring FolderAccessList(const std::wstring& folder) {
     PSECURITY_DESCRIPTOR descriptor = nullptr;
-    if (GetNamedSecurityInfoW(folder.c_str(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr,
-                              nullptr, nullptr, nullptr, &descriptor) != ERROR_SUCCESS)
-        return {};
     wchar_t* text = nullptr;
     std::wstring sddl;
-    if (ConvertSecurityDescriptorToStringSecurityDescriptorW(
+    if (GetNamedSecurityInfoW(folder.c_str(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr,
+                              nullptr, nullptr, nullptr, &descriptor) == ERROR_SUCCESS &&
+        ConvertSecurityDescriptorToStringSecurityDescriptorW(
             descriptor, SDDL_REVISION_1, DACL_SECURITY_INFORMATION, &text, nullptr))
         sddl = text;
     LocalFree(text);

@@ -1,5 +1,5 @@
 // Another process that holds a file open or has its working folder in a folder,
-// for tests on either build. Each build implements these in its own
+// for as long as a Holder lives. Each build implements the functions in its own
 // other_process.cpp.
 #pragma once
 
@@ -13,20 +13,15 @@ OtherProcess* StartHolder(Hold how, const std::wstring& path, std::string& why);
 void StopHolder(OtherProcess* process);
 bool RunningUnderWine();
 
-// A process that holds an item for as long as this object lives.
 class Holder {
 public:
     Holder(Hold how, const std::wstring& path) : process(StartHolder(how, path, failure)) {}
     ~Holder() { Stop(); }
     Holder(const Holder&) = delete;
     Holder& operator=(const Holder&) = delete;
-
     bool Started() const { return process != nullptr; }
     const std::string& Failure() const { return failure; }
-    void Stop() {
-        StopHolder(process);
-        process = nullptr;
-    }
+    void Stop() { StopHolder(process), process = nullptr; }
 
 private:
     std::string failure;

@@ -1,7 +1,6 @@
 #include "support/sandbox.h"
 
 #include "app/logger.h"
-#include "app/paths.h"
 #include "platform/fs.h"
 #include "platform/resources.h"
 
@@ -11,33 +10,15 @@
 namespace reg = platform::registry;
 
 namespace {
-std::wstring testKeys; // below Software: the keys of the running test
-} // namespace
 
-void SandboxTest::SetUp() {
-    folder = CreateSandboxFolder();
-    const ::testing::TestInfo* info = ::testing::UnitTest::GetInstance()->current_test_info();
-    const std::string name = std::string(info->test_suite_name()) + "." + info->name();
-    keyPath = L"Software\\FerrymarkTests\\" + std::wstring(name.begin(), name.end());
-    testKeys = keyPath.substr(std::wstring(L"Software\\").size());
-    DeleteKeys();
-}
-
-void SandboxTest::TearDown() {
-    CloseLog();
-    Logger::SetLevel(L"Info");
-    DeleteKeys();
-    RemoveSandboxFolder(folder);
-}
-
-void SandboxTest::DeleteKeys() {
+// The keys of the test (below Software), the program's and the simulators'.
+void DeleteKeys(const std::wstring& testKeys) {
     const std::pair<const wchar_t*, std::wstring> trees[] = {
         {L"Software", testKeys},
         {L"Software\\Kestrane\\Ferrymark", L"Simulators"},
         {L"Software\\Microsoft\\Microsoft Games", L"Flight Simulator"},
         {L"Software", L"LockheedMartin"},
-        {L"Software", L"Lockheed Martin"},
-    };
+        {L"Software", L"Lockheed Martin"}};
     for (RegistryHive hive : {RegistryHive::LocalMachine, RegistryHive::CurrentUser})
         for (bool wow32 : {false, true})
             for (const auto& [parent, child] : trees)
@@ -47,14 +28,30 @@ void SandboxTest::DeleteKeys() {
                 }
 }
 
+} // namespace
+
+void SandboxTest::SetUp() {
+    folder = CreateSandboxFolder();
+    const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
+    keyPath = L"Software\\FerrymarkTests\\" +
+              Wide(std::string(info->test_suite_name()) + "." + info->name());
+    DeleteKeys(keyPath.substr(9));
+}
+
+void SandboxTest::TearDown() {
+    CloseLog();
+    Logger::SetLevel(L"Info");
+    DeleteKeys(keyPath.substr(9));
+    RemoveSandboxFolder(folder);
+}
+
 void SandboxTest::MakeFolder(const std::wstring& path) {
     if (platform::CreateFolders(path).Failed())
-        throw std::runtime_error("cannot create folder");
+        throw std::runtime_error("cannot create folder " + Narrow(path));
 }
 
 std::string SandboxTest::Embedded(std::uint32_t id) {
-    const platform::FoundResource found =
-        platform::FindOwnResource(id, platform::ResourceType::RcData);
+    const auto found = platform::FindOwnResource(id, platform::ResourceType::RcData);
     const void* bytes = platform::LockOwnResource(platform::LoadOwnResource(found));
     return std::string(static_cast<const char*>(bytes), platform::SizeOfOwnResource(found));
 }
@@ -78,8 +75,8 @@ std::vector<std::string> SandboxTest::LogLines() const {
     for (std::size_t start = 0, end; start < bytes.size(); start = end + 2) {
         end = std::min(bytes.find("\r\n", start), bytes.size());
         const std::string line = bytes.substr(start, end - start);
-        // "dd.mm.yyyy hh:mm:ss" and two blanks, the level right-aligned in five
-        // columns, and four blanks before the text.
+        // "dd.mm.yyyy hh:mm:ss", two blanks, the level right-aligned in five
+        // columns, four blanks and the text.
         std::string level = line.size() > 26 ? line.substr(21, 5) : std::string();
         level.erase(0, level.find_first_not_of(' '));
         lines.push_back(level + " " + (line.size() > 30 ? line.substr(30) : std::string()));
@@ -90,12 +87,15 @@ std::vector<std::string> SandboxTest::LogLines() const {
 std::vector<std::string> SandboxTest::LogMatching(const std::vector<std::string>& prefixes) const {
     std::vector<std::string> found;
     for (const std::string& line : LogLines())
-        for (const std::string& prefix : prefixes)
-            if (line.compare(0, prefix.size(), prefix) == 0) {
-                found.push_back(line);
-                break;
-            }
+        if (std::any_of(prefixes.begin(), prefixes.end(),
+                        [&](const std::string& prefix) { return line.rfind(prefix, 0) == 0; }))
+            found.push_back(line);
     return found;
+}
+
+bool SandboxTest::LogContains(const std::string& line) const {
+    const std::vector<std::string> lines = LogLines();
+    return std::find(lines.begin(), lines.end(), line) != lines.end();
 }
 
 void SandboxTest::CloseLog() {
@@ -109,8 +109,4 @@ void SandboxTest::ClearLog() {
     CloseLog();
     WriteFile(InFolder(L"log.txt"), "");
     Logger::OpenFile(InFolder(L"log.txt"));
-}
-
-std::wstring SandboxTest::InFolder(const std::wstring& name) const {
-    return PathJoin(folder, name);
 }

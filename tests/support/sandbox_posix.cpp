@@ -11,14 +11,23 @@
 #include <stdexcept>
 #include <sys/stat.h>
 
+namespace {
+std::string Host(const std::wstring& path) {
+    return platform::posix::HostPath(path);
+}
+void Change(const std::wstring& path, mode_t mode) {
+    if (chmod(Host(path).c_str(), mode) != 0)
+        throw std::runtime_error("cannot change the permissions of " + Host(path));
+}
+} // namespace
+
 std::wstring CreateSandboxFolder() {
     char pattern[] = "/tmp/ferrymark-test-XXXXXX";
     if (mkdtemp(pattern) == nullptr)
         throw std::runtime_error("mkdtemp failed");
     platform::posix::SetRoot(pattern);
-    const std::wstring folder = L"C:\\Sandbox";
-    platform::CreateFolders(folder);
-    return folder;
+    platform::CreateFolders(L"C:\\Sandbox");
+    return L"C:\\Sandbox";
 }
 
 void RemoveSandboxFolder(const std::wstring&) {
@@ -30,36 +39,32 @@ void RemoveSandboxFolder(const std::wstring&) {
 }
 
 std::string SandboxTest::ReadFile(const std::wstring& path) {
-    std::ifstream in(platform::posix::HostPath(path), std::ios::binary);
+    std::ifstream in(Host(path), std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 void SandboxTest::WriteFile(const std::wstring& path, const std::string& bytes) {
-    std::ofstream out(platform::posix::HostPath(path), std::ios::binary | std::ios::trunc);
-    out << bytes;
-    if (!out)
-        throw std::runtime_error("cannot write " + platform::posix::HostPath(path));
+    if (!(std::ofstream(Host(path), std::ios::binary | std::ios::trunc) << bytes))
+        throw std::runtime_error("cannot write " + Host(path));
 }
 
 void SandboxTest::SetReadOnly(const std::wstring& path, bool readOnly) {
-    if (chmod(platform::posix::HostPath(path).c_str(), readOnly ? 0444 : 0644) != 0)
-        throw std::runtime_error("cannot change the permissions of " + platform::posix::HostPath(path));
+    Change(path, readOnly ? 0444 : 0644);
 }
 
 bool SandboxTest::IsReadOnly(const std::wstring& path) {
     struct stat info {};
-    return stat(platform::posix::HostPath(path).c_str(), &info) == 0 && (info.st_mode & 0222) == 0;
+    return stat(Host(path).c_str(), &info) == 0 && (info.st_mode & 0222) == 0;
 }
 
 std::wstring SandboxTest::AccessList(const std::wstring& folder) {
     struct stat info {};
-    stat(platform::posix::HostPath(folder).c_str(), &info);
+    stat(Host(folder).c_str(), &info);
     wchar_t mode[8];
     std::swprintf(mode, 8, L"%04o", static_cast<unsigned>(info.st_mode & 07777));
     return mode;
 }
 
 void SandboxTest::OpenToEveryone(const std::wstring& folder) {
-    if (chmod(platform::posix::HostPath(folder).c_str(), 0777) != 0)
-        throw std::runtime_error("cannot open a folder to everyone");
+    Change(folder, 0777);
 }

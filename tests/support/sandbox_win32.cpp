@@ -9,19 +9,17 @@
 
 std::wstring CreateSandboxFolder() {
     wchar_t temp[MAX_PATH + 1] = {};
-    GetTempPathW(MAX_PATH, temp);
-    std::wstring base(temp);
+    std::wstring base(temp, GetTempPathW(MAX_PATH, temp));
     if (!base.empty() && base.back() == L'\\')
         base.pop_back();
-    for (unsigned attempt = 0;; ++attempt) {
+    for (unsigned attempt = 0; attempt < 100; ++attempt) {
         const std::wstring folder = base + L"\\ferrymark-test-" +
                                     std::to_wstring(GetCurrentProcessId()) + L"-" +
                                     std::to_wstring(GetTickCount() + attempt);
         if (CreateDirectoryW(folder.c_str(), nullptr))
             return folder;
-        if (attempt > 100)
-            throw std::runtime_error("cannot create a sandbox folder");
     }
+    throw std::runtime_error("cannot create a sandbox folder");
 }
 
 void RemoveSandboxFolder(const std::wstring& folder) {
@@ -34,12 +32,13 @@ std::string SandboxTest::ReadFile(const std::wstring& path) {
 
 void SandboxTest::WriteFile(const std::wstring& path, const std::string& bytes) {
     if (!WriteAll(path, bytes))
-        throw std::runtime_error("cannot write a test file");
+        throw std::runtime_error("cannot write " + Narrow(path));
 }
 
 void SandboxTest::SetReadOnly(const std::wstring& path, bool readOnly) {
-    if (!SetFileAttributesW(path.c_str(), readOnly ? FILE_ATTRIBUTE_READONLY : FILE_ATTRIBUTE_NORMAL))
-        throw std::runtime_error("cannot change the attributes of a test file");
+    if (!SetFileAttributesW(path.c_str(),
+                            readOnly ? FILE_ATTRIBUTE_READONLY : FILE_ATTRIBUTE_NORMAL))
+        throw std::runtime_error("cannot change the attributes of " + Narrow(path));
 }
 
 bool SandboxTest::IsReadOnly(const std::wstring& path) {
