@@ -2,7 +2,7 @@
 // single-instance mutex, sharing on an extracted file, a patched program that runs.
 #include "app/machine.h"
 #include "engine/backup.h"
-#include "engine/resources.h"
+#include "engine/embedded_resources.h"
 #include "resources/resource.h"
 #include "support/sandbox.h"
 
@@ -25,7 +25,7 @@ TEST_F(Win32BackendTest, BackupNamesTheMutexAndTheResources) {
         HANDLE holder =
             CreateFileW(target.c_str(), GENERIC_READ, share, nullptr, OPEN_EXISTING, 0, nullptr);
         const bool writes = (share & FILE_SHARE_WRITE) != 0;
-        EXPECT_EQ(ExtractResource(IDR_SIMBASE_V1_EXE, target, ResourceType::RcData), writes);
+        EXPECT_EQ(ExtractResource(IDR_SIMBASE_V1_EXE, target, platform::ResourceType::RcData), writes);
         CloseHandle(holder);
         EXPECT_EQ(ReadFile(target).substr(0, 5), writes ? "<?xml" : "old") << share;
     }
