@@ -42,9 +42,10 @@ std::wstring ReadShortcut(const std::wstring& file) {
         SUCCEEDED(persist->Load(file.c_str(), STGM_READ)) && SUCCEEDED(link->GetPath(target, MAX_PATH, nullptr, 0)) &&
         SUCCEEDED(link->GetWorkingDirectory(folder, MAX_PATH)))
         found = std::wstring(target) + L"|" + folder;
-    for (IUnknown* object : std::initializer_list<IUnknown*>{persist, link})
-        if (object != nullptr)
-            object->Release();
+    if (persist != nullptr)
+        persist->Release();
+    if (link != nullptr)
+        link->Release();
     return found;
 }
 // The installed programs' entries named Ferrymark in one view: "name version" each.
@@ -57,9 +58,7 @@ std::vector<std::wstring> Entries(bool wow32) {
     }
     return found;
 }
-// Wine's installer resolves ProgramMenuFolder to the user's Start menu whatever the
-// package's scope (a known gap in its msi), so there the shortcut is read where Wine
-// put it; TheShortcutIsInTheAllUsersStartMenu is skipped.
+// Under Wine the shortcut is read where Wine puts it (TheShortcutIsInTheAllUsersStartMenu is skipped there).
 std::wstring ShortcutFile() {
     const std::wstring common = ShellFolder(FOLDERID_CommonPrograms) + L"\\Ferrymark.lnk";
     return !FileExists(common) && UnderWine() ? ShellFolder(FOLDERID_Programs) + L"\\Ferrymark.lnk" : common;
@@ -77,7 +76,7 @@ protected:
         newerPackage = newer + L"\\Ferrymark-" FERRYMARK_NEWER_VERSION L"-x64.msi";
         ASSERT_TRUE(FileExists(package)) << "no package " << Narrow(package);
         ASSERT_EQ(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_OK);
-        Clean(); // the settings first: with a target active the removal would be refused
+        Clean();
         RemoveTreeQuietly(DATA);
     }
     void TearDown() override {
@@ -85,7 +84,7 @@ protected:
             Clean();
         CoUninitialize();
     }
-    void Clean() const {
+    void Clean() const { // the settings first: with a target active the removal would be refused
         platform::registry::DeleteTreeBelowHive(HKLM, L"Software\\Kestrane");
         for (const std::wstring& each : {package, newerPackage})
             Msiexec(L"/x \"" + each + L"\" /qn");
@@ -101,7 +100,6 @@ protected:
         for (const wchar_t* name : {L"\\Ferrymark.exe", L"\\Manual.pdf"})
             EXPECT_TRUE(ReadAll(INSTALLED + std::wstring(name)) == ReadAll(from + (name[1] == L'F' ? L"\\bin" : L"") + name))
                 << Narrow(name) << " is not that build's";
-        // The shortcut starts the program in its own folder, as the installer formats it.
         EXPECT_EQ(Narrow(ReadShortcut(ShortcutFile())), Narrow(INSTALLED L"\\Ferrymark.exe|" INSTALLED L"\\"));
         EXPECT_EQ(Narrow(entries[0].substr(39)), Narrow(version));
     }
@@ -114,19 +112,15 @@ protected:
 TEST_F(InstallerTest, InstallsSilentlyRunsFromItsShortcutAndUninstallsSilently) {
     ASSERT_EQ(Msiexec(L"/i \"" + package + L"\" /qn"), 0u);
     ExpectInstalled(L"5.0.7.0");
-    EXPECT_FALSE(ReadAll(INSTALLED L"\\Manual.pdf").empty());
-    // The entry in the 64-bit view alone, not under the old install's key.
-    EXPECT_EQ(Entries(true).size(), 0u);
+    EXPECT_EQ(Entries(true).size(), 0u) << "the entry in the 64-bit view alone";
     ASSERT_EQ(Entries(false).size(), 1u);
-    const std::wstring name = Entries(false)[0].substr(0, 38);
-    EXPECT_NE(Narrow(name), "{64cd40e2-6e5e-4732-8ed4-b4a5be475825}");
-    EXPECT_EQ(Narrow(RegistryKey(HKLM, UNINSTALL L"\\" + name, false).ReadString(L"Publisher", L"")), "Kestrane");
-    const std::wstring icon = RegistryKey(HKLM, UNINSTALL L"\\" + name, false).ReadString(L"DisplayIcon", L"");
+    const RegistryKey entry(HKLM, UNINSTALL L"\\" + Entries(false)[0].substr(0, 38), false);
+    EXPECT_NE(Narrow(Entries(false)[0].substr(0, 38)), "{64cd40e2-6e5e-4732-8ed4-b4a5be475825}");
+    EXPECT_EQ(Narrow(entry.ReadString(L"Publisher", L"")), "Kestrane");
+    const std::wstring icon = entry.ReadString(L"DisplayIcon", L"");
     EXPECT_TRUE(FileExists(icon.substr(0, icon.rfind(L',')))) << "no icon: " << Narrow(icon);
 
-    // Started as the shortcut starts it, the program finds its manual. The About
-    // command, posted behind the manual's, shows that the manual's has been handled:
-    // a "Missing manual" box would stand by then.
+    // Started as its shortcut does, it finds its manual: About, posted behind it, stands with no "Missing manual".
     {
         ProgramRun run(INSTALLED L"\\Ferrymark.exe", L"", INSTALLED L"\\");
         HWND greeting = run.WaitForDialog(L"Ferrymark", 20000, IDOK);
@@ -149,8 +143,7 @@ TEST_F(InstallerTest, InstallsSilentlyRunsFromItsShortcutAndUninstallsSilently) 
     EXPECT_EQ(log.find("User manual is missing."), std::string::npos) << log;
     EXPECT_EQ(FolderAccessList(DATA), AdministratorsOnlyList());
 
-    // The uninstall takes away what the install brought, and leaves the data folder
-    // with its log and the settings key that the program wrote.
+    // The uninstall leaves the data folder with its log and the settings key that the program wrote.
     ASSERT_EQ(Msiexec(L"/x \"" + package + L"\" /qn"), 0u);
     ExpectInstalled(L"");
     EXPECT_FALSE(FileExists(L"C:\\Program Files\\Kestrane"));
@@ -167,10 +160,8 @@ TEST_F(InstallerTest, TheShortcutIsInTheAllUsersStartMenu) {
     EXPECT_TRUE(FileExists(ShellFolder(FOLDERID_CommonPrograms) + L"\\Ferrymark.lnk"));
 }
 
-// The package over its life, one row a run: a package installed, a target active or
-// not, the program's files perhaps deleted, one msiexec command run. The settings key
-// and the data folder come through any command unchanged; a refused one changes
-// nothing at all. With a message, a refusal shows it (full UI) or logs it (/qn).
+// A package installed, a target active or not, its files perhaps deleted, one msiexec command: the settings and
+// the data folder come through unchanged, a refusal changes nothing and shows (full UI) or logs its message.
 namespace {
 struct PackageRow {
     const char* name;
@@ -209,8 +200,7 @@ TEST_P(PackageTest, Runs) {
     const PackageRow& row = GetParam();
     if (row.wineSkip != nullptr && UnderWine())
         GTEST_SKIP() << row.wineSkip;
-    const bool newerFirst = std::wstring(row.first) != L"5.0.7.0";
-    ASSERT_EQ(Msiexec(L"/i \"" + (newerFirst ? newerPackage : package) + L"\" /qn"), 0u);
+    ASSERT_EQ(Msiexec(L"/i \"" + (std::wstring(row.first) == L"5.0.7.0" ? package : newerPackage) + L"\" /qn"), 0u);
     RegistryKey settings(HKLM, L"Software\\Kestrane\\Ferrymark", false);
     settings.WriteDword(L"TargetActive", row.active ? 1 : 0);
     settings.WriteString(L"TargetTitle", L"Prepar3D v4");
@@ -228,8 +218,7 @@ TEST_P(PackageTest, Runs) {
         if (command.find(name) != std::wstring::npos)
             command.replace(command.find(name), wcslen(name), L"\"" + value + L"\"");
     ProgramRun run(L"C:\\windows\\system32\\msiexec.exe", command);
-    if (row.message != nullptr && command.find(L"/qn") == std::wstring::npos) {
-        // Full UI: the refusal is a message box of the installer's own.
+    if (row.message != nullptr && command.find(L"/qn") == std::wstring::npos) { // the installer's own box
         HWND box = nullptr;
         EXPECT_TRUE(WaitUntil([&] {
             for (HWND window : TopLevelWindows(run.Id()))
@@ -240,8 +229,7 @@ TEST_P(PackageTest, Runs) {
         PressButton(box, IDOK);
     }
     const DWORD code = run.WaitForExit(240000);
-    // The log's text without line ends (and without the zero bytes of UTF-16).
-    auto flat = [](std::string text) {
+    auto flat = [](std::string text) { // without line ends and the zero bytes of UTF-16
         text.erase(std::remove_if(text.begin(), text.end(), [](char c) { return c == 0 || c == '\r' || c == '\n'; }),
                    text.end());
         return text;
