@@ -34,14 +34,14 @@
 namespace {
 
 // Actions: Start; Main (its main dialog in front); Box (caption a, OK alone, text b, n 1: b its start,
-// screenshot c); Ok, Escape, CloseBox, Gone (the front window ends); Exit (code n); NoBox (none of caption a in
-// 2 s); Press, Edit (row n), Type, Select, Shot; Set (HKLM key a, n 1: 32-bit view, b = c or b deleted);
-// WriteFile, Erase, Recorder (the recording update framework); Hold, Release (a process in folder a); Snap,
-// OnlyLog, Residue (against the snapshot). Checks wait 20 s (Until 2 min) for their last text: Text, Until,
-// Visible, Enabled (control n); Rows (column n); Combo ('*' the selected); Value (key a, value b);
-// FileIs, Exists, Acl (folder a); Log (n lines match a); LastLog (the last line, n 1: its start).
+// screenshot c); Ok, Escape, CloseBox, Gone (the front window ends); Exit (code n); NoBox (none of caption a
+// in 2 s); Press, Edit (row n), Type, Select, Shot; Set (HKLM key a, n 1: 32-bit view, b = c or b deleted);
+// WriteFile, Erase, OpenAcl (folder a open to all), Recorder (the recording update framework); Hold, Release
+// (a process in folder a); Snap, OnlyLog, Residue (against the snapshot). Checks wait 20 s (Until 2 min) for
+// their last text: Text, Until, Visible, Enabled (control n); Rows (column n); Combo ('*' the selected); Value
+// (key a, value b); FileIs, Exists, Acl (folder a); Log (n lines match a); LastLog (the last line, n 1: its start).
 enum Op { Start, Main, Box, Ok, Escape, CloseBox, Gone, Exit, NoBox, Press, Edit, Type, Select, Shot, Set, WriteFile,
-          Erase, Recorder, Hold, Release, Snap, OnlyLog, Residue,
+          Erase, OpenAcl, Recorder, Hold, Release, Snap, OnlyLog, Residue,
           Text, Until, Visible, Enabled, Rows, Combo, Value, FileIs, Exists, Acl, Log, LastLog };
 struct Step { Op op; int n = 0; const wchar_t *a = nullptr, *b = nullptr, *c = nullptr; };
 enum Machine { Bare, Fresh, Configured }; // Fresh: the six simulators, no location confirmed
@@ -150,7 +150,10 @@ void StoryTest::Run(const Step& s) {
         EXPECT_TRUE(WriteAll(a, Narrow(b)));
         break;
     case Erase: RemoveTreeQuietly(a); break;
-    case Recorder: EXPECT_TRUE(CopyFileW((build + L"\\test-doubles\\WinSparkle.dll").c_str(), INSTALL L"\\WinSparkle.dll", 0)); break;
+    case OpenAcl: EXPECT_TRUE(SetFolderAccessList(a, L"D:(A;OICI;FA;;;WD)")); break;
+    case Recorder:
+        EXPECT_TRUE(CopyFileW((build + L"\\test-doubles\\WinSparkle.dll").c_str(), INSTALL L"\\WinSparkle.dll", 0));
+        break;
     case Hold:
         holder = std::make_unique<other_process::Holder>(other_process::Hold::WorkingFolder, a);
         ASSERT_TRUE(holder->Started()) << holder->Failure();
@@ -162,8 +165,8 @@ void StoryTest::Run(const Step& s) {
             EXPECT_EQ(Narrow(d.item), Narrow(DATA L"\\log.txt"));
         break;
     case Residue: // the program's data folder and its own folder change too
-        EXPECT_EQ(Narrow(Describe(Unexplained(before, *CreateSimulators()[4], {{"the program's own files", [](const Difference& d) {
-            return IsBelow(d.item, DATA) || IsBelow(d.item, INSTALL); }}}))), "");
+        EXPECT_EQ(Narrow(Describe(Unexplained(before, *CreateSimulators()[4], {{"the program's own files",
+            [](const Difference& d) { return IsBelow(d.item, DATA) || IsBelow(d.item, INSTALL); }}}))), "");
         break;
     default: { // a check
         const std::wstring expected = s.op == Log ? std::to_wstring(s.n) : s.c != nullptr ? s.c : s.b != nullptr ? b : a;
@@ -229,13 +232,16 @@ const Story kStories[] = {
         {WriteFile, 0, INSTALL L"\\old\\Ferrymark.exe", L"old"}, {Start},
         {Box, 0, L"Ferrymark", L"Uninstall previous version of Ferrymark and restart the program.", L"old-install"},
         {Ok}, {Exit, 1}, {LastLog, 0, L"  FATAL    Old version of Ferrymark installed"}, {Log, 0, L"Appcast URL"}}},
-    {"TheUpdateFrameworkIsCalledInOrder", Bare, {
-        {Recorder}, {Set, 0, SETTINGS L"\\Update", L"AppcastURL", L"https://example.invalid/feed.xml"}, {Start}, {Main},
-        {Press, 501}, {Escape}, {Exit, 0},
+    {"TheUpdateFrameworkIsCalledInOrderAndAnOpenDataFolderIsRestricted", Bare, {
+        {WriteFile, 0, DATA L"\\log.txt", L""}, {OpenAcl, 0, DATA}, {Recorder},
+        {Set, 0, SETTINGS L"\\Update", L"AppcastURL", L"https://example.invalid/feed.xml"}, {Start}, {Main}, {Press, 501},
+        {Escape}, {Exit, 0},
         {FileIs, 0, INSTALL L"\\winsparkle-calls.txt", L"win_sparkle_set_registry_path Software\\Kestrane\\Ferrymark\\Update\n"
          L"win_sparkle_set_appcast_url https://example.invalid/feed.xml\nwin_sparkle_init windows=0\n"
          L"win_sparkle_check_update_with_ui\nwin_sparkle_cleanup\n"},
-        {Log, 1, L"INFO    Appcast URL https://example\\.invalid/feed\\.xml$"}, {Log, 0, L"WinSparkle"}}},
+        {Log, 1, L"INFO    Appcast URL https://example\\.invalid/feed\\.xml$"}, {Log, 0, L"WinSparkle"},
+        {Log, 1, L"^.{19}   INFO    Data folder restricted to administrators: C:\\\\ProgramData\\\\Kestrane\\\\Ferrymark$"},
+        {Acl, 0, DATA, L"administrators only"}}},
     {"FirstStartGreetsAndTheSimulatorDialogAddsEditsAndRemoves", Fresh, {
         {WriteFile, 0, INSTALL L"\\marker only\\eula_prepar3d_v4_academic.rtf", L"{\\rtf1}"}, {Start},
         {Box, 0, L"Ferrymark", L"Welcome to Ferrymark!\n\nClick on each simulator you have installed to set its "

@@ -220,7 +220,8 @@ TEST_P(PackageTest, Runs) {
     }
     const DWORD code = run.WaitForExit(240000);
     auto flat = [](std::string text) { // without line ends and the zero bytes of UTF-16
-        text.erase(std::remove_if(text.begin(), text.end(), [](char c) { return !c || c == '\r' || c == '\n'; }), text.end());
+        text.erase(std::remove_if(text.begin(), text.end(), [](char c) { return !c || c == '\r' || c == '\n'; }),
+                   text.end());
         return text;
     };
     EXPECT_TRUE(std::wstring(row.command).find(L"{log}") == std::wstring::npos ||

@@ -19,12 +19,16 @@ static void Record(const std::string& line) {
 }
 
 extern "C" {
-__declspec(dllexport) void win_sparkle_set_registry_path(const char* path) { Record(std::string("win_sparkle_set_registry_path ") + path); }
-__declspec(dllexport) void win_sparkle_set_appcast_url(const char* url) { Record(std::string("win_sparkle_set_appcast_url ") + url); }
+__declspec(dllexport) void win_sparkle_set_registry_path(const char* path) {
+    Record(std::string("win_sparkle_set_registry_path ") + path);
+}
+__declspec(dllexport) void win_sparkle_set_appcast_url(const char* url) {
+    Record(std::string("win_sparkle_set_appcast_url ") + url);
+}
 __declspec(dllexport) void win_sparkle_init() {
     int windows = 0;
-    EnumThreadWindows(GetCurrentThreadId(), [](HWND, LPARAM count) -> BOOL { return ++*reinterpret_cast<int*>(count) > 0; },
-                      reinterpret_cast<LPARAM>(&windows));
+    WNDENUMPROC count = [](HWND, LPARAM counter) -> BOOL { return ++*reinterpret_cast<int*>(counter) > 0; };
+    EnumThreadWindows(GetCurrentThreadId(), count, reinterpret_cast<LPARAM>(&windows));
     Record("win_sparkle_init windows=" + std::to_string(windows));
 }
 __declspec(dllexport) void win_sparkle_cleanup() { Record("win_sparkle_cleanup"); }
