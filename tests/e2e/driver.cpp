@@ -2,7 +2,6 @@
 
 #include <commctrl.h>
 
-#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -70,12 +69,11 @@ std::wstring WindowText(HWND window) {
 
 std::wstring ClassName(HWND window) {
     wchar_t buffer[256] = {};
-    GetClassNameW(window, buffer, 256);
-    return buffer;
+    return GetClassNameW(window, buffer, 256) > 0 ? buffer : L"";
 }
 
 std::wstring MessageBoxText(HWND box) { // its static control with the system's identifier
-    return GetDlgItem(box, 0xFFFF) != nullptr ? WindowText(GetDlgItem(box, 0xFFFF)) : std::wstring();
+    return GetDlgItem(box, 0xFFFF) != nullptr ? WindowText(GetDlgItem(box, 0xFFFF)) : L"";
 }
 
 void PressButton(HWND dialog, int id) {
@@ -101,9 +99,8 @@ bool WaitUntil(const std::function<bool()>& condition, DWORD timeoutMs) {
 }
 
 namespace {
-// Sends a message whose parameter points at `size` bytes, copied from `data` into the
-// window's process and back afterwards. With `pointsTo`, the pointer at `pointerAt`
-// in the block is set to that offset of the copy (a text buffer).
+// Sends a message pointing at a copy of `data` in the window's process, read back after; with `pointsTo`,
+// the pointer at `pointerAt` in it is set to that offset of the copy (a text buffer).
 void SendThroughProcess(HWND window, UINT message, WPARAM wParam, void* data, std::size_t size,
                         std::size_t pointerAt = 0, std::size_t pointsTo = 0) {
     DWORD processId = 0;
@@ -122,14 +119,14 @@ void SendThroughProcess(HWND window, UINT message, WPARAM wParam, void* data, st
 } // namespace
 
 std::wstring ListText(HWND list, int item, int subItem) {
-    struct Block {
+    struct {
         LVITEMW request;
         wchar_t text[1024];
     } block{};
     block.request.iSubItem = subItem;
     block.request.cchTextMax = 1023;
     SendThroughProcess(list, LVM_GETITEMTEXTW, static_cast<WPARAM>(item), &block, sizeof block,
-                       offsetof(LVITEMW, pszText), offsetof(Block, text));
+                       offsetof(LVITEMW, pszText), sizeof block.request);
     return block.text;
 }
 
@@ -140,19 +137,16 @@ RECT ListItemRect(HWND list, int item) {
 }
 
 std::vector<std::wstring> ComboTexts(HWND combo) {
-    std::vector<std::wstring> texts(static_cast<std::size_t>(std::max<LRESULT>(0, SendMessageW(combo, CB_GETCOUNT, 0, 0))));
-    for (std::size_t index = 0; index < texts.size(); ++index) {
+    std::vector<std::wstring> texts;
+    for (LRESULT index = 0; index < SendMessageW(combo, CB_GETCOUNT, 0, 0); ++index) {
         wchar_t buffer[1024] = {};
         SendMessageW(combo, CB_GETLBTEXT, index, reinterpret_cast<LPARAM>(buffer));
-        texts[index] = buffer;
+        texts.push_back(buffer);
     }
     return texts;
 }
 
-namespace {
-std::wstring screenshotFolder;
-}
-
+static std::wstring screenshotFolder;
 void SetScreenshotFolder(const std::wstring& folder) { screenshotFolder = folder; }
 
 void Screenshot(HWND window, const std::wstring& name) {
@@ -182,8 +176,7 @@ void Screenshot(HWND window, const std::wstring& name) {
     file.bfSize = file.bfOffBits + static_cast<DWORD>(pixels.size());
     WriteAll(folder + L"\\" + name + L".bmp", std::string(reinterpret_cast<const char*>(&file), sizeof file) +
                                                  std::string(reinterpret_cast<const char*>(&header), sizeof header) + pixels);
-    // Beside it, what the release tests check it against: the window's size, where
-    // the client area lies in it, and the caption.
+    // Beside it, what the release tests check it against.
     GetClientRect(window, &client);
     POINT origin{0, 0};
     ClientToScreen(window, &origin);

@@ -10,18 +10,15 @@
 #include <string>
 #include <vector>
 
-class ProgramRun { // ends the process, if it still runs, when it goes
+class ProgramRun { // starts `program` (in its own folder unless told), ends it if it still runs
 public:
-    // Starts `program` with `arguments`, from its own folder unless another is given.
     explicit ProgramRun(const std::wstring& program, const std::wstring& arguments = L"", std::wstring folder = L"");
     ~ProgramRun();
     ProgramRun(const ProgramRun&) = delete;
     ProgramRun& operator=(const ProgramRun&) = delete;
-    bool Started() const { return process != nullptr; }
     DWORD Id() const { return processId; }
     bool Running() const;
-    // A visible dialog of the process with this caption (and, unless 0, a control
-    // `control`); null after `timeoutMs` or once the process has ended.
+    // A visible dialog of this caption (with control `control` unless 0); null on timeout or exit.
     HWND WaitForDialog(const std::wstring& caption, DWORD timeoutMs = 20000, int control = 0) const;
     DWORD WaitForExit(DWORD timeoutMs = 20000) const; // STILL_ACTIVE on timeout
 
@@ -38,12 +35,10 @@ void PressButton(HWND dialog, int id);
 void PostKey(HWND window, UINT virtualKey); // through the queue, as a keyboard would
 void DoubleClick(HWND window, POINT at);    // at a point of the client area
 bool WaitUntil(const std::function<bool()>& condition, DWORD timeoutMs = 20000);
-// List views and combo boxes of another process, read through its memory.
-std::wstring ListText(HWND list, int item, int subItem);
+std::wstring ListText(HWND list, int item, int subItem); // read through the other process's memory
 RECT ListItemRect(HWND list, int item);
 std::vector<std::wstring> ComboTexts(HWND combo);
-// Saves the window as <name>.bmp in the build's screenshots folder (or the one set),
-// with <name>.txt beside it: the window's size, its client area and its caption.
+// <name>.bmp in the build's screenshots folder (or the one set), and <name>.txt: size, client area, caption.
 void Screenshot(HWND window, const std::wstring& name);
 void SetScreenshotFolder(const std::wstring& folder);
 bool FileExists(const std::wstring& path);

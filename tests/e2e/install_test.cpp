@@ -1,6 +1,5 @@
-// The installer under Wine: a silent install, the program started as its shortcut
-// starts it and finding its manual, and a silent uninstall that leaves the data
-// folder and the settings key. Then the package over its life, one table row each.
+// The installer under Wine: a silent install, the program started as its shortcut starts it finding its
+// manual, a silent uninstall; then the package over its life, one table row each.
 #include "app/registry_key.h"
 #include "e2e/driver.h"
 #include "platform/registry.h"
@@ -15,6 +14,8 @@
 #define UNINSTALL L"Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall"
 #define INSTALLED L"C:\\Program Files\\Kestrane\\Ferrymark"
 #define DATA L"C:\\ProgramData\\Kestrane\\Ferrymark"
+#define OURS L"5.0.7.0"
+#define NEWER FERRYMARK_NEWER_VERSION
 
 namespace {
 
@@ -42,9 +43,10 @@ std::wstring ReadShortcut(const std::wstring& file) {
         SUCCEEDED(persist->Load(file.c_str(), STGM_READ)) && SUCCEEDED(link->GetPath(target, MAX_PATH, nullptr, 0)) &&
         SUCCEEDED(link->GetWorkingDirectory(folder, MAX_PATH)))
         found = std::wstring(target) + L"|" + folder;
-    for (IUnknown* object : std::initializer_list<IUnknown*>{persist, link})
-        if (object != nullptr)
-            object->Release();
+    if (persist != nullptr)
+        persist->Release();
+    if (link != nullptr)
+        link->Release();
     return found;
 }
 // The installed programs' entries named Ferrymark in one view: "name version" each.
@@ -57,9 +59,7 @@ std::vector<std::wstring> Entries(bool wow32) {
     }
     return found;
 }
-// Wine's installer resolves ProgramMenuFolder to the user's Start menu whatever the
-// package's scope (a known gap in its msi), so there the shortcut is read where Wine
-// put it; TheShortcutIsInTheAllUsersStartMenu is skipped.
+// Under Wine the shortcut is read where Wine puts it (TheShortcutIsInTheAllUsersStartMenu is skipped there).
 std::wstring ShortcutFile() {
     const std::wstring common = ShellFolder(FOLDERID_CommonPrograms) + L"\\Ferrymark.lnk";
     return !FileExists(common) && UnderWine() ? ShellFolder(FOLDERID_Programs) + L"\\Ferrymark.lnk" : common;
@@ -77,7 +77,7 @@ protected:
         newerPackage = newer + L"\\Ferrymark-" FERRYMARK_NEWER_VERSION L"-x64.msi";
         ASSERT_TRUE(FileExists(package)) << "no package " << Narrow(package);
         ASSERT_EQ(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_OK);
-        Clean(); // the settings first: with a target active the removal would be refused
+        Clean();
         RemoveTreeQuietly(DATA);
     }
     void TearDown() override {
@@ -85,25 +85,31 @@ protected:
             Clean();
         CoUninitialize();
     }
-    void Clean() const {
+    void Clean() const { // the settings first: with a target active the removal would be refused
         platform::registry::DeleteTreeBelowHive(HKLM, L"Software\\Kestrane");
         for (const std::wstring& each : {package, newerPackage})
             Msiexec(L"/x \"" + each + L"\" /qn");
     }
-    // The files of that version's build, the shortcut and the one entry, or nothing.
+    // The files of that version's build, the shortcut and the one entry (64-bit view alone), or nothing at all.
     void ExpectInstalled(const std::wstring& version) const {
         const std::vector<std::wstring> entries = Entries(false);
-        EXPECT_EQ(FileExists(INSTALLED), !version.empty());
+        EXPECT_EQ(FileExists(L"C:\\Program Files\\Kestrane"), !version.empty());
         EXPECT_EQ(entries.size(), version.empty() ? 0u : 1u) << "entries in the installed programs";
+        EXPECT_EQ(Entries(true).size(), 0u) << "entries in the 32-bit view";
+        EXPECT_EQ(FileExists(ShortcutFile()), !version.empty());
         if (version.empty() || entries.size() != 1)
             return;
-        const std::wstring from = version == L"5.0.7.0" ? build : newer;
+        const std::wstring from = version == OURS ? build : newer;
         for (const wchar_t* name : {L"\\Ferrymark.exe", L"\\Manual.pdf"})
             EXPECT_TRUE(ReadAll(INSTALLED + std::wstring(name)) == ReadAll(from + (name[1] == L'F' ? L"\\bin" : L"") + name))
                 << Narrow(name) << " is not that build's";
-        // The shortcut starts the program in its own folder, as the installer formats it.
         EXPECT_EQ(Narrow(ReadShortcut(ShortcutFile())), Narrow(INSTALLED L"\\Ferrymark.exe|" INSTALLED L"\\"));
         EXPECT_EQ(Narrow(entries[0].substr(39)), Narrow(version));
+        EXPECT_NE(Narrow(entries[0].substr(0, 38)), "{64cd40e2-6e5e-4732-8ed4-b4a5be475825}") << "the old install's";
+        const RegistryKey entry(HKLM, UNINSTALL L"\\" + entries[0].substr(0, 38), false);
+        EXPECT_EQ(Narrow(entry.ReadString(L"Publisher", L"")), "Kestrane");
+        const std::wstring icon = entry.ReadString(L"DisplayIcon", L"");
+        EXPECT_TRUE(FileExists(icon.substr(0, icon.rfind(L',')))) << "no icon: " << Narrow(icon);
     }
 
     std::wstring build, newer, package, newerPackage;
@@ -113,48 +119,30 @@ protected:
 
 TEST_F(InstallerTest, InstallsSilentlyRunsFromItsShortcutAndUninstallsSilently) {
     ASSERT_EQ(Msiexec(L"/i \"" + package + L"\" /qn"), 0u);
-    ExpectInstalled(L"5.0.7.0");
-    EXPECT_FALSE(ReadAll(INSTALLED L"\\Manual.pdf").empty());
-    // The entry in the 64-bit view alone, not under the old install's key.
-    EXPECT_EQ(Entries(true).size(), 0u);
-    ASSERT_EQ(Entries(false).size(), 1u);
-    const std::wstring name = Entries(false)[0].substr(0, 38);
-    EXPECT_NE(Narrow(name), "{64cd40e2-6e5e-4732-8ed4-b4a5be475825}");
-    EXPECT_EQ(Narrow(RegistryKey(HKLM, UNINSTALL L"\\" + name, false).ReadString(L"Publisher", L"")), "Kestrane");
-    const std::wstring icon = RegistryKey(HKLM, UNINSTALL L"\\" + name, false).ReadString(L"DisplayIcon", L"");
-    EXPECT_TRUE(FileExists(icon.substr(0, icon.rfind(L',')))) << "no icon: " << Narrow(icon);
-
-    // Started as the shortcut starts it, the program finds its manual. The About
-    // command, posted behind the manual's, shows that the manual's has been handled:
-    // a "Missing manual" box would stand by then.
-    {
-        ProgramRun run(INSTALLED L"\\Ferrymark.exe", L"", INSTALLED L"\\");
-        HWND greeting = run.WaitForDialog(L"Ferrymark", 20000, IDOK);
-        ASSERT_NE(greeting, nullptr) << "no greeting on the first start";
-        PressButton(greeting, IDOK);
-        HWND main = run.WaitForDialog(L"Ferrymark", 20000, 606);
-        ASSERT_NE(main, nullptr);
-        PressButton(main, 500);
-        PressButton(main, 502);
-        HWND about = run.WaitForDialog(L"About", 20000, 704);
-        ASSERT_NE(about, nullptr);
-        EXPECT_EQ(run.WaitForDialog(L"Missing manual", 200), nullptr);
-        PressButton(about, IDOK);
-        EXPECT_TRUE(WaitUntil([&] { return !IsWindow(about); }));
-        PostKey(main, VK_ESCAPE);
-        EXPECT_EQ(run.WaitForExit(), 0u);
-    }
+    ExpectInstalled(OURS);
+    // Started as its shortcut does, it finds its manual: About, posted behind it, stands with no "Missing manual".
+    ProgramRun run(INSTALLED L"\\Ferrymark.exe", L"", INSTALLED L"\\");
+    HWND greeting = run.WaitForDialog(L"Ferrymark", 20000, IDOK);
+    ASSERT_NE(greeting, nullptr) << "no greeting on the first start";
+    PressButton(greeting, IDOK);
+    HWND main = run.WaitForDialog(L"Ferrymark", 20000, 606), about = nullptr;
+    ASSERT_NE(main, nullptr);
+    PressButton(main, 500);
+    PressButton(main, 502);
+    ASSERT_NE(about = run.WaitForDialog(L"About", 20000, 704), nullptr);
+    EXPECT_EQ(run.WaitForDialog(L"Missing manual", 200), nullptr);
+    PressButton(about, IDOK);
+    EXPECT_TRUE(WaitUntil([&] { return !IsWindow(about); }));
+    PostKey(main, VK_ESCAPE);
+    EXPECT_EQ(run.WaitForExit(), 0u);
     const std::string log = ReadAll(DATA L"\\log.txt");
     EXPECT_NE(log.find("INFO    Ferrymark version 5.0.7.0"), std::string::npos) << log;
     EXPECT_EQ(log.find("User manual is missing."), std::string::npos) << log;
     EXPECT_EQ(FolderAccessList(DATA), AdministratorsOnlyList());
 
-    // The uninstall takes away what the install brought, and leaves the data folder
-    // with its log and the settings key that the program wrote.
+    // The uninstall leaves the data folder with its log and the settings key that the program wrote.
     ASSERT_EQ(Msiexec(L"/x \"" + package + L"\" /qn"), 0u);
     ExpectInstalled(L"");
-    EXPECT_FALSE(FileExists(L"C:\\Program Files\\Kestrane"));
-    EXPECT_FALSE(FileExists(ShortcutFile()));
     EXPECT_FALSE(ReadAll(DATA L"\\log.txt").empty());
     EXPECT_EQ(RegistryKey(HKLM, L"Software\\Kestrane\\Ferrymark", false).ReadDword(L"FirstRun", 0), 1u);
 }
@@ -167,37 +155,30 @@ TEST_F(InstallerTest, TheShortcutIsInTheAllUsersStartMenu) {
     EXPECT_TRUE(FileExists(ShellFolder(FOLDERID_CommonPrograms) + L"\\Ferrymark.lnk"));
 }
 
-// The package over its life, one row a run: a package installed, a target active or
-// not, the program's files perhaps deleted, one msiexec command run. The settings key
-// and the data folder come through any command unchanged; a refused one changes
-// nothing at all. With a message, a refusal shows it (full UI) or logs it (/qn).
+// A package installed, a target active or not, its files perhaps deleted, one msiexec command: the settings and
+// the data folder come through unchanged, a refusal changes nothing and shows (full UI) or logs its message.
 namespace {
-struct PackageRow {
+struct PackageRow { // {this}, {newer}, {log} in the command: the packages and a log file
     const char* name;
-    const wchar_t* first; // the version installed before the command
-    bool active, deleteFiles;
-    const wchar_t* command; // {this}, {newer}, {log}: the packages and a log file
-    bool refused;
-    const wchar_t* after; // the version installed after it, "" for none
-    const wchar_t* message;
-    const char* wineSkip; // why the row cannot run under Wine
+    const wchar_t *first, *command; // the version installed before it
+    bool active, deleteFiles, refused;
+    const wchar_t *after, *message; // the version installed after it, "" for none
+    const char* wineSkip;
 };
 #define REMOVAL_REFUSED L"Ferrymark has disabled all simulators but Prepar3D v4, the active target.\n\n" \
                         L"To remove Ferrymark, open Ferrymark, press Deactivate and then remove it."
 const PackageRow kRows[] = {
-    {"refused_removal", L"5.0.7.0", true, false, L"/x {this} /qn", true, L"5.0.7.0", nullptr, nullptr},
-    {"refused_removal_box", L"5.0.7.0", true, false, L"/x {this}", true, L"5.0.7.0", REMOVAL_REFUSED, nullptr},
-    {"refused_removal_log", L"5.0.7.0", true, false, L"/x {this} /qn /l*v {log}", true, L"5.0.7.0", REMOVAL_REFUSED,
+    {"refused_removal", OURS, L"/x {this} /qn", true, false, true, OURS, nullptr, nullptr},
+    {"refused_removal_box", OURS, L"/x {this}", true, false, true, OURS, REMOVAL_REFUSED, nullptr},
+    {"refused_removal_log", OURS, L"/x {this} /qn /l*v {log}", true, false, true, OURS, REMOVAL_REFUSED,
      "Wine's installer shows a failed launch condition's text in full UI only, and writes it to no log"},
-    {"removal_inactive", L"5.0.7.0", false, false, L"/x {this} /qn", false, L"", nullptr, nullptr},
-    {"upgrade_active", L"5.0.7.0", true, false, L"/i {newer} /qn", false, FERRYMARK_NEWER_VERSION, nullptr, nullptr},
-    {"downgrade_refused", FERRYMARK_NEWER_VERSION, false, false, L"/i {this} /qn", true, FERRYMARK_NEWER_VERSION,
-     nullptr, nullptr},
-    {"downgrade_refused_box", FERRYMARK_NEWER_VERSION, false, false, L"/i {this}", true, FERRYMARK_NEWER_VERSION,
+    {"removal_inactive", OURS, L"/x {this} /qn", false, false, false, L"", nullptr, nullptr},
+    {"upgrade_active", OURS, L"/i {newer} /qn", true, false, false, NEWER, nullptr, nullptr},
+    {"downgrade_refused", NEWER, L"/i {this} /qn", false, false, true, NEWER, nullptr, nullptr},
+    {"downgrade_refused_box", NEWER, L"/i {this}", false, false, true, NEWER,
      L"A newer version of Ferrymark is already installed.", nullptr},
-    {"repair", L"5.0.7.0", true, true, L"/i {this} REINSTALL=ALL REINSTALLMODE=amus /qn", false, L"5.0.7.0", nullptr,
-     nullptr},
-    {"repair_fa", L"5.0.7.0", true, true, L"/fa {this} /qn", false, L"5.0.7.0", nullptr,
+    {"repair", OURS, L"/i {this} REINSTALL=ALL REINSTALLMODE=amus /qn", true, true, false, OURS, nullptr, nullptr},
+    {"repair_fa", OURS, L"/fa {this} /qn", true, true, false, OURS, nullptr,
      "Wine's msiexec /f passes the package's path to MsiReinstallProduct, which takes a product code, and has no "
      "repair by product code; the same repair by REINSTALL=ALL is the row repair"},
 };
@@ -209,8 +190,7 @@ TEST_P(PackageTest, Runs) {
     const PackageRow& row = GetParam();
     if (row.wineSkip != nullptr && UnderWine())
         GTEST_SKIP() << row.wineSkip;
-    const bool newerFirst = std::wstring(row.first) != L"5.0.7.0";
-    ASSERT_EQ(Msiexec(L"/i \"" + (newerFirst ? newerPackage : package) + L"\" /qn"), 0u);
+    ASSERT_EQ(Msiexec(L"/i \"" + (std::wstring(row.first) == OURS ? package : newerPackage) + L"\" /qn"), 0u);
     RegistryKey settings(HKLM, L"Software\\Kestrane\\Ferrymark", false);
     settings.WriteDword(L"TargetActive", row.active ? 1 : 0);
     settings.WriteString(L"TargetTitle", L"Prepar3D v4");
@@ -228,8 +208,7 @@ TEST_P(PackageTest, Runs) {
         if (command.find(name) != std::wstring::npos)
             command.replace(command.find(name), wcslen(name), L"\"" + value + L"\"");
     ProgramRun run(L"C:\\windows\\system32\\msiexec.exe", command);
-    if (row.message != nullptr && command.find(L"/qn") == std::wstring::npos) {
-        // Full UI: the refusal is a message box of the installer's own.
+    if (row.message != nullptr && command.find(L"/qn") == std::wstring::npos) { // the installer's own box
         HWND box = nullptr;
         EXPECT_TRUE(WaitUntil([&] {
             for (HWND window : TopLevelWindows(run.Id()))
@@ -240,9 +219,8 @@ TEST_P(PackageTest, Runs) {
         PressButton(box, IDOK);
     }
     const DWORD code = run.WaitForExit(240000);
-    // The log's text without line ends (and without the zero bytes of UTF-16).
-    auto flat = [](std::string text) {
-        text.erase(std::remove_if(text.begin(), text.end(), [](char c) { return c == 0 || c == '\r' || c == '\n'; }),
+    auto flat = [](std::string text) { // without line ends and the zero bytes of UTF-16
+        text.erase(std::remove_if(text.begin(), text.end(), [](char c) { return !c || c == '\r' || c == '\n'; }),
                    text.end());
         return text;
     };
