@@ -46,6 +46,13 @@ const std::string kInUse = "WARN File or folder in use ", kNoBackupFolder = "TRA
     kFileOverwritten = "TRACE Restored file already exists and will be overwritten",
     kDeletingBackup = "TRACE Deleting existing backup folder %b", kFolderBackupInUse = "WARN Folder is in use, cannot back up %p",
     kFolderOverwritten = "TRACE Restored folder already exists and will be overwritten";
+const RegistryHive HKLM = RegistryHive::LocalMachine;
+const wchar_t kUninstall[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall", kAbsent[] = L"<absent>";
+// Left live; or moved aside and back; or kept aside for a live namesake at least as new.
+enum Fate { Stays, Back, Newer, Same, Unrecorded, Older };
+std::wstring Read(const std::wstring& path, bool wow32, const std::wstring& value) {
+    return RegistryKey::Exists(HKLM, path, wow32) ? RegistryKey(HKLM, path, wow32).ReadString(value, kAbsent) : kAbsent;
+}
 
 class BackupTest : public SandboxTest {
 protected:
@@ -339,24 +346,9 @@ TEST_F(BackupTest, LinksOverWhatStandsAtTheLinkPath) {
     EXPECT_NE(LogText().find("  WARN    Failed to create symbolic link "), std::string::npos);
 }
 
-namespace {
-
-const RegistryHive HKLM = RegistryHive::LocalMachine;
-const wchar_t kUninstall[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall";
-const wchar_t kAbsent[] = L"<absent>";
-
-std::wstring Read(const std::wstring& path, bool wow32, const std::wstring& value) {
-    return RegistryKey::Exists(HKLM, path, wow32) ? RegistryKey(HKLM, path, wow32).ReadString(value, kAbsent) : kAbsent;
-}
-
-// Left live; or moved aside and back; or kept aside for a live namesake at least as new.
-enum Fate { Stays, Back, Newer, Same, Unrecorded, Older };
-
-} // namespace
-
 TEST_F(BackupTest, UninstallEntriesGoAsideAndComeBackUnlessALiveNamesakeIsAsNew) {
-    const std::wstring shield = L"C:\\Program Files (x86)\\InstallShield Installation Information\\FerrymarkTest.Addon";
-    const std::wstring shieldAside = PathParent(shield) + L"\\Ferrymark backup (RmVycnltYXJrVGVzdC5BZGRvbg==)";
+    const std::wstring shield = L"C:\\Program Files (x86)\\InstallShield Installation Information\\FerrymarkTest.Addon",
+                       shieldAside = PathParent(shield) + L"\\Ferrymark backup (RmVycnltYXJrVGVzdC5BZGRvbg==)";
     const bool hadParent = platform::Exists(PathParent(shield));
     // Entries of an earlier run cut short are taken away before and after.
     const auto clean = [&] {
@@ -383,9 +375,7 @@ TEST_F(BackupTest, UninstallEntriesGoAsideAndComeBackUnlessALiveNamesakeIsAsNew)
         {L"NoLocation", L"", L"Add-on Maker", false, Stays},
         {L"Elsewhere", L"Q:\\Other\\Sim", L"Add-on Maker", false, Stays}};
     // Backup keys lie in the 64-bit view, whatever view their entries came from.
-    const auto aside = [&](bool wow32, const std::wstring& name) {
-        return KeyPath() + (wow32 ? L"\\Uninstall32\\FerrymarkTest." : L"\\Uninstall64\\FerrymarkTest.") + name;
-    };
+    const auto aside = [&](bool wow32, const std::wstring& name) { return KeyPath() + (wow32 ? L"\\Uninstall32\\FerrymarkTest." : L"\\Uninstall64\\FerrymarkTest.") + name; };
     const auto live = [](const std::wstring& name) { return kUninstall + (L"\\FerrymarkTest." + name); };
     std::map<std::wstring, std::wstring> times;
     for (const auto& [name, location, publisher, wow32, fate] : rows) {
