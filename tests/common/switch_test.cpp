@@ -114,6 +114,12 @@ protected:
 } // namespace
 
 TEST_F(MachineSwitchTest, ARoundTripMovesEverySimulatorAsideAndBackLeavingOnlyItsResidue) {
+    // The backups of ten runs before: the oldest gives way to the rotation.
+    const std::wstring data = L"C:\\ProgramData\\Kestrane\\Ferrymark\\backup";
+    for (int at = 0; at <= 9; ++at) {
+        MakeFolder(data + (at ? std::to_wstring(at) : L""));
+        WriteFile(data + (at ? std::to_wstring(at) : L"") + L"\\earlier.cfg", std::to_string(at));
+    }
     const MachineSnapshot before = TakeSnapshot();
     ASSERT_TRUE(Switch(true));
     const MachineSnapshot active = TakeSnapshot();
@@ -122,6 +128,9 @@ TEST_F(MachineSwitchTest, ARoundTripMovesEverySimulatorAsideAndBackLeavingOnlyIt
     EXPECT_TRUE(host->active);
     EXPECT_EQ(host->settings.ReadDword(L"TargetActive", 7), 1u);
     EXPECT_EQ(host->settings.ReadString(L"TargetTitle", L""), kTarget);
+    EXPECT_EQ(ReadFile(data + L"1\\earlier.cfg"), "0");
+    EXPECT_EQ(ReadFile(data + L"9\\earlier.cfg"), "8");
+    EXPECT_FALSE(platform::Exists(data + L"10"));
 
     std::vector<std::string> activation{"INFO Activating Prepar3D v4"}, others, deactivation{"INFO Deactivating Prepar3D v4"};
     for (const Installed& row : kSimulators) {
