@@ -1,7 +1,5 @@
-// Setting files and folders aside and bringing them back, the links that stand in
-// for them, and Uninstall entries moved aside and back: on the real file system and
-// registry of each build (the SQLite store natively, Wine's registry with its two
-// views), checked by result, by what stands there and by the log.
+// Items set aside and back, the links standing in for them, Uninstall entries aside and back, on each build's
+// real file system and registry: checked by result, by what stands there and by the log.
 #include "app/machine.h"
 #include "app/paths.h"
 #include "app/rotation.h"
@@ -37,28 +35,24 @@ struct Op {
 const Op kFileBackup{"FileBackup", FileBackup, false}, kFileRestore{"FileRestore", FileRestore, false},
     kFolderBackup{"FolderBackup", FolderBackup, true}, kFolderRestore{"FolderRestore", FolderRestore, true};
 
-// A row: what stands beforehand ("mine" at the path, "old" at its backup, a link
-// at the path to a "target" or to nothing), the flag; then the result, what
-// stands at the path and the backup ("-", "link" or the content), and the log
-// lines after the opening trace, %p, %b and %s standing for path, backup, parent.
+// A row: what stands before ("mine" at the path, "old" at its backup, a link), the flag; the result, what stands
+// at path and backup ("-", "link" or content), the log after the first trace (%p path, %b backup, %s parent).
 enum State { Neither = 0, Plain = 1, BackedUp = 2, Both = 3, Link = 4, Dangling = 8 };
 enum Flag { Keep, Over, Either };
-struct Row {
-    int before;
-    Flag flag;
-    bool result;
-    std::string atPath, atBackup;
-    Lines log;
-};
+struct Row { int before; Flag flag; bool result; std::string atPath, atBackup; Lines log; };
 
-const std::string kInUse = "WARN File or folder in use ";
-const std::string kNoBackupFolder = "TRACE Backup folder does not exist";
-const std::string kTidy = "TRACE Removing parent folder %s";
-const std::string kNoFolder = "TRACE Folder does not exist, skipping %p";
-const std::string kFileOverwritten = "TRACE Restored file already exists and will be overwritten";
-const std::string kDeletingBackup = "TRACE Deleting existing backup folder %b";
-const std::string kFolderBackupInUse = "WARN Folder is in use, cannot back up %p";
-const std::string kFolderOverwritten = "TRACE Restored folder already exists and will be overwritten";
+const std::string kInUse = "WARN File or folder in use ", kNoBackupFolder = "TRACE Backup folder does not exist",
+    kTidy = "TRACE Removing parent folder %s", kNoFolder = "TRACE Folder does not exist, skipping %p",
+    kFileOverwritten = "TRACE Restored file already exists and will be overwritten",
+    kDeletingBackup = "TRACE Deleting existing backup folder %b", kFolderBackupInUse = "WARN Folder is in use, cannot back up %p",
+    kFolderOverwritten = "TRACE Restored folder already exists and will be overwritten";
+const RegistryHive HKLM = RegistryHive::LocalMachine;
+const wchar_t kUninstall[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall", kAbsent[] = L"<absent>";
+// Left live; or moved aside and back; or kept aside for a live namesake at least as new.
+enum Fate { Stays, Back, Newer, Same, Unrecorded, Older };
+std::wstring Read(const std::wstring& path, bool wow32, const std::wstring& value) {
+    return RegistryKey::Exists(HKLM, path, wow32) ? RegistryKey(HKLM, path, wow32).ReadString(value, kAbsent) : kAbsent;
+}
 
 class BackupTest : public SandboxTest {
 protected:
@@ -69,14 +63,10 @@ protected:
     }
     // The item that the operation handles (p), its backup (b), the parent (s).
     std::wstring Item(const Op& op, char mark) const {
-        if (mark == 's')
-            return sim;
-        return InFolder(mark == 'p' ? (op.folder ? L"Sim\\Addons" : L"Sim\\fsx.exe")
-                                    : (op.folder ? L"Sim\\Ferrymark backup (QWRkb25z)"
-                                                 : L"Sim\\Ferrymark backup (ZnN4LmV4ZQ==)"));
+        return mark == 's' ? sim : InFolder(mark == 'p' ? (op.folder ? L"Sim\\Addons" : L"Sim\\fsx.exe")
+                                          : (op.folder ? L"Sim\\Ferrymark backup (QWRkb25z)" : L"Sim\\Ferrymark backup (ZnN4LmV4ZQ==)"));
     }
-    // The lines written since the last call, as "LEVEL text"; the system's text
-    // after a failed move varies and stands as "*".
+    // The lines written since the last call; the system's text after a failed move stands as "*".
     Lines Logged() {
         Lines lines = LogLines();
         Lines fresh(lines.begin() + static_cast<std::ptrdiff_t>(seen), lines.end());
@@ -87,19 +77,15 @@ protected:
         return fresh;
     }
     static std::string At(const std::wstring& path) {
-        if (platform::IsSymbolicLink(path))
-            return "link";
-        if (!platform::Exists(path))
-            return "-";
-        return platform::IsFolder(path) ? "folder:" + ReadFile(path + L"\\inside.txt") : "file:" + ReadFile(path);
+        return platform::IsSymbolicLink(path) ? "link" : !platform::Exists(path) ? "-"
+               : platform::IsFolder(path) ? "folder:" + ReadFile(path + L"\\inside.txt") : "file:" + ReadFile(path);
     }
     static void Put(bool folder, const std::wstring& path, const std::string& marker) {
         if (folder)
             MakeFolder(path);
         WriteFile(folder ? path + L"\\inside.txt" : path, marker);
     }
-    // An empty simulator folder, then what the state asks; false when this system
-    // cannot make the link asked for.
+    // An empty simulator folder, then what the state asks; false when no link could be made.
     bool Arrange(const Op& op, int state) {
         EXPECT_TRUE(!platform::Exists(sim) || !platform::RemoveTree(sim).Failed());
         MakeFolder(sim);
@@ -108,8 +94,7 @@ protected:
         if (state & BackedUp)
             Put(op.folder, Item(op, 'b'), "old");
         bool made = true;
-        if (state & (Link | Dangling)) {
-            // A dangling link points to what was there when it was made.
+        if (state & (Link | Dangling)) {  // a dangling link points to what was there when it was made
             const std::wstring to = InFolder(state & Link ? L"Target" : L"Gone") + (op.folder ? L"" : L".exe");
             Put(op.folder, to, "target");
             made = op.folder ? CreateDirectoryLink(Item(op, 'p'), to) : CreateFileLink(Item(op, 'p'), to);
@@ -127,8 +112,7 @@ protected:
         };
         EXPECT_EQ(At(Item(op, 'p')), shown(row.atPath));
         EXPECT_EQ(At(Item(op, 'b')), shown(row.atBackup));
-        Lines expected{"TRACE " + op.name + " " + Narrow(Item(op, 'p')) +
-                       (overwrite ? " (overwrite)" : " (keep existing)")};
+        Lines expected{"TRACE " + op.name + " " + Narrow(Item(op, 'p')) + (overwrite ? " (overwrite)" : " (keep existing)")};
         for (std::string line : row.log) {
             for (const char mark : {'p', 'b', 's'})
                 if (const std::size_t at = line.find({'%', mark}); at != std::string::npos)
@@ -137,16 +121,14 @@ protected:
         }
         EXPECT_EQ(Logged(), expected);
         // The parent goes exactly when the log says so, and nothing above it.
-        EXPECT_EQ(platform::Exists(sim),
-                  std::count(expected.begin(), expected.end(), "TRACE Removing parent folder " + Narrow(sim)) == 0);
+        EXPECT_EQ(platform::Exists(sim), std::count(expected.begin(), expected.end(), "TRACE Removing parent folder " + Narrow(sim)) == 0);
         EXPECT_TRUE(platform::IsFolder(Folder()));
     }
     void Check(const Op& op, const std::vector<Row>& rows) {
         for (const Row& row : rows)
             for (bool overwrite : {false, true})
                 if (!IsSkipped() && (row.flag == Either || row.flag == (overwrite ? Over : Keep))) {
-                    SCOPED_TRACE(op.name + " from state " + std::to_string(row.before) +
-                                 (overwrite ? " overwrite" : " keep"));
+                    SCOPED_TRACE(op.name + " from state " + std::to_string(row.before) + (overwrite ? " overwrite" : " keep"));
                     if (!Arrange(op, row.before))
                         GTEST_SKIP() << "this system makes no links: the links test checks that they fail there";
                     Expect(op, row, overwrite);
@@ -173,23 +155,17 @@ TEST(BackupName, IsTheBase64OfTheLastComponentBesideTheItem) {
 TEST_F(BackupTest, EachOperationOverWhatStandsBeforehand) {
     const std::string none = "INFO Backup file does not exist and will be skipped %b";
     const std::string kept = "TRACE Restored file already exists and overwriting is not allowed, skipping file restore";
-    Check(kFileBackup, {{Neither, Either, true, "-", "-", {}},
-                        {Plain, Either, true, "-", "mine", {}},
-                        {BackedUp, Either, true, "-", "old", {}},
-                        {Both, Keep, false, "mine", "old", {}},
+    Check(kFileBackup, {{Neither, Either, true, "-", "-", {}}, {Plain, Either, true, "-", "mine", {}},
+                        {BackedUp, Either, true, "-", "old", {}}, {Both, Keep, false, "mine", "old", {}},
                         {Both, Over, true, "-", "mine", {}}});
-    Check(kFileRestore, {{Neither, Either, false, "-", "-", {none}},
-                         {Plain, Either, false, "mine", "-", {none}},
-                         {BackedUp, Either, true, "old", "-", {}},
-                         {Both, Keep, true, "mine", "old", {kept}},
+    Check(kFileRestore, {{Neither, Either, false, "-", "-", {none}}, {Plain, Either, false, "mine", "-", {none}},
+                         {BackedUp, Either, true, "old", "-", {}}, {Both, Keep, true, "mine", "old", {kept}},
                          {Both, Over, true, "old", "-", {kFileOverwritten}}});
-    Check(kFolderBackup, {{Neither, Either, true, "-", "-", {kNoFolder}},
-                          {Plain, Either, true, "-", "mine", {}},
+    Check(kFolderBackup, {{Neither, Either, true, "-", "-", {kNoFolder}}, {Plain, Either, true, "-", "mine", {}},
                           {BackedUp, Either, true, "-", "old", {kNoFolder}},
                           {Both, Keep, false, "mine", "old", {"WARN Backup already exists, cannot back up %p"}},
                           {Both, Over, true, "-", "mine", {kDeletingBackup}}});
-    Check(kFolderRestore, {{Neither, Either, true, "-", "-", {kNoBackupFolder, kTidy}},
-                           {Plain, Keep, true, "mine", "-", {kNoBackupFolder}},
+    Check(kFolderRestore, {{Neither, Either, true, "-", "-", {kNoBackupFolder, kTidy}}, {Plain, Keep, true, "mine", "-", {kNoBackupFolder}},
                            {Plain, Over, true, "-", "-", {kFolderOverwritten, kNoBackupFolder, kTidy}},
                            {BackedUp, Either, true, "old", "-", {}},
                            // A folder is never replaced by the move itself.
@@ -211,8 +187,7 @@ TEST_F(BackupTest, LinksAreRefusedOrRemovedAndDanglingOnesCountAsAbsent) {
 }
 
 TEST_F(BackupTest, WhatAnotherProcessHoldsIsInUseAndStopsTheMoveUntilReleased) {
-    // A file is held open, a folder is another process's working folder; the item
-    // held is the path, its backup or its parent.
+    // A file is held open, a folder is a working folder; the item held is the path, its backup or its parent.
     const std::string inUse = kInUse + "%p";
     struct {
         const Op& op;
@@ -223,8 +198,7 @@ TEST_F(BackupTest, WhatAnotherProcessHoldsIsInUseAndStopsTheMoveUntilReleased) {
          {Plain, Over, true, "-", "mine", {}}},
         {kFileRestore, 'p', {Both, Over, false, "mine", "old", {inUse, "WARN File is in use, cannot restore %p"}},
          {Both, Over, true, "old", "-", {kFileOverwritten}}},
-        {kFolderBackup, 'p', {Plain, Keep, false, "mine", "-", {inUse, kFolderBackupInUse}},
-         {Plain, Keep, true, "-", "mine", {}}},
+        {kFolderBackup, 'p', {Plain, Keep, false, "mine", "-", {inUse, kFolderBackupInUse}}, {Plain, Keep, true, "-", "mine", {}}},
         {kFolderBackup, 'b', {Both, Over, false, "mine", "old", {kInUse + "%b", kFolderBackupInUse}},
          {Both, Over, true, "-", "mine", {kDeletingBackup}}},
         {kFolderRestore, 'p', {Both, Over, false, "mine", "old", {inUse, "WARN Folder is in use, cannot restore %p"}},
@@ -270,19 +244,17 @@ TEST_F(BackupTest, AFailingRemovalRaises) {
 }
 
 TEST_F(BackupTest, ARemovalNeverFollowsALink) {
-    const std::wstring outside = InFolder(L"Outside"), outsideFile = InFolder(L"Outside.txt");
+    const std::wstring outside = InFolder(L"Outside"), outsideFile = InFolder(L"Outside.txt"), rotated = InFolder(L"Rotated"),
+                       tree = InFolder(L"Tree"), path = Item(kFolderBackup, 'p'), backup = Item(kFolderBackup, 'b');
     Put(true, outside, "kept");
     WriteFile(outsideFile, "kept");
-    const std::wstring rotated = InFolder(L"Rotated"), tree = InFolder(L"Tree");
-    const std::wstring path = Item(kFolderBackup, 'p'), backup = Item(kFolderBackup, 'b');
     const std::tuple<const char*, std::wstring, State, std::function<bool()>, bool> rows[] = {
         {"RemoveTree", tree, Neither, [&] { return !platform::RemoveTree(tree).Failed(); }, false},
         // The earlier backup gives way to the folder, and the folder in the restored place to the backup.
         {"FolderBackup with overwrite", backup, Plain, [&] { return FolderBackup(path, true); }, false},
         {"FolderRestore with overwrite", path, BackedUp, [&] { return FolderRestore(path, true); }, false},
         // With the limit 3 the oldest backup is number 2; a link there is refused.
-        {"RotateNumbered", rotated + L"\\backup2", Neither, [&] { return RotateNumbered(rotated, L"backup", L"", 3); },
-         true},
+        {"RotateNumbered", rotated + L"\\backup2", Neither, [&] { return RotateNumbered(rotated, L"backup", L"", 3); }, true},
     };
     for (const auto& [caller, removed, before, run, refusesALink] : rows)
         for (bool itselfALink : {false, true}) {
@@ -314,8 +286,7 @@ TEST(CleanLinkTarget, GivesSingleBackslashesAndKeepsTheRoot) {
     EXPECT_EQ(CleanLinkTarget(L"relative//name"), L"relative\\name");
 }
 
-// Where the system makes no links (Wine 8), making one must fail, say why and
-// leave nothing; the rows then stop there.
+// Where the system makes no links (Wine 8), making one must fail, say why and leave nothing.
 TEST_F(BackupTest, LinksOverWhatStandsAtTheLinkPath) {
     const std::wstring target = InFolder(L"target\\scenery.cfg"), link = InFolder(L"root\\scenery.cfg");
     MakeFolder(InFolder(L"target"));
@@ -326,18 +297,15 @@ TEST_F(BackupTest, LinksOverWhatStandsAtTheLinkPath) {
         EXPECT_TRUE(other_process::RunningUnderWine()) << "no link was made";
         EXPECT_FALSE(result);
         EXPECT_FALSE(platform::Exists(at));
-        EXPECT_NE(LogText().find("  WARN    Failed to create " + std::string(what) + " link " + Narrow(at) + " -> " +
-                                 Narrow(to) + ", reason: Request not supported.\r\n"),
-                  std::string::npos)
-            << LogText();
+        EXPECT_NE(LogText().find("  WARN    Failed to create " + std::string(what) + " link " + Narrow(at) + " -> " + Narrow(to) +
+                                 ", reason: Request not supported.\r\n"), std::string::npos);
         return false;
     };
     // A folder link makes its missing target and parent.
     const std::wstring folderLink = InFolder(L"new parent\\Prepar3D v4"), missing = InFolder(L"missing target");
     const bool folderMade = CreateDirectoryLink(folderLink, missing);
     EXPECT_TRUE(platform::IsFolder(missing)) << "a missing target is created";
-    // Nothing at the path and a real file: RemoveLink answers true, then false and
-    // leaves the file. A missing target: true, and no link.
+    // RemoveLink: true on nothing, false leaving a real file. A file link to a missing target: true, no link.
     EXPECT_TRUE(RemoveLink(link));
     WriteFile(InFolder(L"real.cfg"), "mine");
     EXPECT_FALSE(RemoveLink(InFolder(L"real.cfg")));
@@ -358,8 +326,7 @@ TEST_F(BackupTest, LinksOverWhatStandsAtTheLinkPath) {
     EXPECT_FALSE(CreateDirectoryLink(InFolder(L"real"), InFolder(L"target")));
     EXPECT_FALSE(platform::IsSymbolicLink(InFolder(L"real")));
 
-    // A file link: a missing target leaves the old link; an old link, even a
-    // dangling one, is replaced; a real file stays and the call fails.
+    // A file link: a missing target leaves the old link; an old link, even dangling, is replaced; a real file stays.
     EXPECT_EQ(ReadFile(link), "real");
     EXPECT_TRUE(CreateFileLink(link, InFolder(L"target\\gone.cfg")));
     EXPECT_TRUE(platform::IsSymbolicLink(link));
@@ -379,25 +346,9 @@ TEST_F(BackupTest, LinksOverWhatStandsAtTheLinkPath) {
     EXPECT_NE(LogText().find("  WARN    Failed to create symbolic link "), std::string::npos);
 }
 
-namespace {
-
-const RegistryHive HKLM = RegistryHive::LocalMachine;
-const wchar_t kUninstall[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall";
-const wchar_t kAbsent[] = L"<absent>";
-
-std::wstring Read(const std::wstring& path, bool wow32, const std::wstring& value) {
-    return RegistryKey::Exists(HKLM, path, wow32) ? RegistryKey(HKLM, path, wow32).ReadString(value, kAbsent) : kAbsent;
-}
-
-// Left live; or moved aside and back; or kept aside for a live namesake at least as new.
-enum Fate { Stays, Back, Newer, Same, Unrecorded, Older };
-
-} // namespace
-
 TEST_F(BackupTest, UninstallEntriesGoAsideAndComeBackUnlessALiveNamesakeIsAsNew) {
-    const std::wstring shield =
-        L"C:\\Program Files (x86)\\InstallShield Installation Information\\FerrymarkTest.Addon";
-    const std::wstring shieldAside = PathParent(shield) + L"\\Ferrymark backup (RmVycnltYXJrVGVzdC5BZGRvbg==)";
+    const std::wstring shield = L"C:\\Program Files (x86)\\InstallShield Installation Information\\FerrymarkTest.Addon",
+                       shieldAside = PathParent(shield) + L"\\Ferrymark backup (RmVycnltYXJrVGVzdC5BZGRvbg==)";
     const bool hadParent = platform::Exists(PathParent(shield));
     // Entries of an earlier run cut short are taken away before and after.
     const auto clean = [&] {
@@ -424,9 +375,7 @@ TEST_F(BackupTest, UninstallEntriesGoAsideAndComeBackUnlessALiveNamesakeIsAsNew)
         {L"NoLocation", L"", L"Add-on Maker", false, Stays},
         {L"Elsewhere", L"Q:\\Other\\Sim", L"Add-on Maker", false, Stays}};
     // Backup keys lie in the 64-bit view, whatever view their entries came from.
-    const auto aside = [&](bool wow32, const std::wstring& name) {
-        return KeyPath() + (wow32 ? L"\\Uninstall32\\FerrymarkTest." : L"\\Uninstall64\\FerrymarkTest.") + name;
-    };
+    const auto aside = [&](bool wow32, const std::wstring& name) { return KeyPath() + (wow32 ? L"\\Uninstall32\\FerrymarkTest." : L"\\Uninstall64\\FerrymarkTest.") + name; };
     const auto live = [](const std::wstring& name) { return kUninstall + (L"\\FerrymarkTest." + name); };
     std::map<std::wstring, std::wstring> times;
     for (const auto& [name, location, publisher, wow32, fate] : rows) {
@@ -444,8 +393,8 @@ TEST_F(BackupTest, UninstallEntriesGoAsideAndComeBackUnlessALiveNamesakeIsAsNew)
     std::this_thread::sleep_for(std::chrono::milliseconds(1100));
     EXPECT_TRUE(RegistryBackup(HKLM, KeyPath() + L"\\Uninstall32", L"Q:\\Ferrymark Tests\\Sim", true));
     EXPECT_TRUE(RegistryBackup(HKLM, KeyPath() + L"\\Uninstall64", L"Q:\\Ferrymark Tests\\Sim", false));
-    EXPECT_EQ(LogMatching({"TRACE RegistryBackup "}), (Lines{"TRACE RegistryBackup Q:\\Ferrymark Tests\\Sim (32 bit)",
-                                                             "TRACE RegistryBackup Q:\\Ferrymark Tests\\Sim (64 bit)"}));
+    EXPECT_EQ(LogMatching({"TRACE RegistryBackup "}),
+              (Lines{"TRACE RegistryBackup Q:\\Ferrymark Tests\\Sim (32 bit)", "TRACE RegistryBackup Q:\\Ferrymark Tests\\Sim (64 bit)"}));
     EXPECT_EQ(ReadFile(shieldAside + L"\\setup.ilg"), "log");
     // An add-on folder made anew while its entry is aside gives way to the one set aside.
     EXPECT_FALSE(platform::Exists(shield));
