@@ -1,5 +1,4 @@
-// The log's record layout, its level filter, files appended to, and standard
-// output when there is no file.
+// The log's record layout, level filter, files appended to, and standard output without a file.
 #include "app/logger.h"
 #include "support/sandbox.h"
 

@@ -1,5 +1,4 @@
-// The embedded resources: what ExtractResource writes, what PatchToFSX does to
-// real executables, and how both fail, leaving the target as it was.
+// ExtractResource and PatchToFSX on real executables, and how both fail leaving the target as it was.
 #include "app/machine_queries.h"
 #include "engine/embedded_resources.h"
 #include "resources/resource.h"

@@ -1,7 +1,4 @@
-// The launcher stub under Wine and Xvfb: a copy of it stands in a simulator's folder
-// beside a language.dll made by the build, and its one error box must name the
-// right simulator, with the caption "Ferrymark", and the process must end with
-// status -1.
+// The launcher stub in a simulator's folder under Wine: one error box naming the simulator, status -1.
 #include "e2e/driver.h"
 
 #include <gtest/gtest.h>

@@ -1,5 +1,4 @@
-// What only Windows (Wine) shows: backup names in the file APIs' code page, the
-// single-instance mutex, sharing on an extracted file, a patched program that runs.
+// What only Windows shows: backup names' code page, the mutex, sharing, a patched program that runs.
 #include "app/machine.h"
 #include "engine/backup.h"
 #include "engine/embedded_resources.h"
