@@ -1,5 +1,4 @@
-// The data folder is the administrators' alone, its log opens where it is asked
-// to, and nothing below it is written, moved or removed through a planted link.
+// The data folder is the administrators' alone, and nothing below it goes through a planted link.
 #include "app/data_folder.h"
 #include "app/link_check.h"
 #include "app/logger.h"

@@ -1,5 +1,4 @@
-// The log's record layout, its level filter, files appended to, and standard
-// output when there is no file.
+// The log's record layout, level filter, files appended to, and standard output without a file.
 #include "app/logger.h"
 #include "support/sandbox.h"
 
@@ -22,18 +21,12 @@ TEST_F(LoggerTest, RecordsAreStampedAlignedFilteredAndAppended) {
     sink.Open(InFolder(L"log.txt"));
     // The level applied (none: unchanged), the record's level and text.
     const std::tuple<const wchar_t*, int, const wchar_t*> records[] = {
-        {L"ERROR", Logger::WarnLevel, L"dropped"},
-        {L"info", Logger::InfoLevel, L"version 5"},
-        {nullptr, Logger::WarnLevel, L"warned"},
-        {nullptr, Logger::FatalLevel, L"fatal"},
-        {nullptr, Logger::InfoLevel, L"one\ntwo\n\nfour\n"},
-        {nullptr, Logger::InfoLevel, L""},
-        {L"Warning", Logger::DebugLevel, L"unknown level name: hidden"},
-        {L"dEbUg", Logger::Trace, L"hidden"},
-        {nullptr, Logger::DebugLevel, L"debug"},
-        {L"TRACE", Logger::Trace, L"trace"},
-        {L"eRrOr", Logger::ErrorLevel, L"at the level"},
-        {L"fAtAl", Logger::ErrorLevel, L"error hidden"}};
+        {L"ERROR", Logger::WarnLevel, L"dropped"}, {L"info", Logger::InfoLevel, L"version 5"},
+        {nullptr, Logger::WarnLevel, L"warned"}, {nullptr, Logger::FatalLevel, L"fatal"},
+        {nullptr, Logger::InfoLevel, L"one\ntwo\n\nfour\n"}, {nullptr, Logger::InfoLevel, L""},
+        {L"Warning", Logger::DebugLevel, L"unknown level name: hidden"}, {L"dEbUg", Logger::Trace, L"hidden"},
+        {nullptr, Logger::DebugLevel, L"debug"}, {L"TRACE", Logger::Trace, L"trace"},
+        {L"eRrOr", Logger::ErrorLevel, L"at the level"}, {L"fAtAl", Logger::ErrorLevel, L"error hidden"}};
     for (const auto& [level, recordLevel, text] : records) {
         if (level != nullptr)
             sink.ApplyLevel(level);

@@ -1,5 +1,4 @@
-// The machine queries against the real platform of the build: file listings, file
-// versions of built images, and running copies of a program started by the test.
+// File listings, file versions of built images, and running copies of a program the test starts.
 #include "app/machine_queries.h"
 #include "support/sandbox.h"
 
@@ -33,19 +32,10 @@ TEST_F(MachineQueriesTest, ListFilesMatchesStarAndQuestionMarkIgnoringCase) {
         WriteFile(at + name, "x");
     const Names texts{L"alpha.txt", L"Beta.TXT", L"a1.txt", L"a22.txt"};
     const std::pair<std::wstring, Names> cases[] = {
-        {L"*.txt", texts},
-        {L"*A*.T*T", texts},
-        {L"*me", {L"README"}},
-        {L"a?.txt", {L"a1.txt"}},
-        {L"a??.txt", {L"a22.txt"}},
-        {L"*.*",
-         {L".", L"..", L"sub", L"README", L"alpha.txt", L"Beta.TXT", L"a1.txt", L"a22.txt"}},
-        {L"BETA.txt", {L"Beta.TXT"}},
-        {L"README.", {L"README"}},
-        {L"a1.txtz", {}},
-        {L"a1", {}},
-        {L"missing\\*", {}},
-        {L"README\\*", {}}};
+        {L"*.txt", texts}, {L"*A*.T*T", texts}, {L"*me", {L"README"}}, {L"a?.txt", {L"a1.txt"}},
+        {L"a??.txt", {L"a22.txt"}}, {L"BETA.txt", {L"Beta.TXT"}}, {L"README.", {L"README"}},
+        {L"*.*", {L".", L"..", L"sub", L"README", L"alpha.txt", L"Beta.TXT", L"a1.txt", L"a22.txt"}},
+        {L"a1.txtz", {}}, {L"a1", {}}, {L"missing\\*", {}}, {L"README\\*", {}}};
     for (auto [mask, names] : cases) {
         Names listed = ListFiles(at + mask);
         for (std::wstring& name : names)

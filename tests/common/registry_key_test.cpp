@@ -1,5 +1,4 @@
-// Registry keys in the real registry of the build: the views, typed values and
-// their defaults, subkey listings, name folding and the time stamp.
+// Registry keys in the build's real registry: views, typed values, subkeys, name folding, time stamp.
 #include "app/registry_key.h"
 #include "support/sandbox.h"
 

@@ -1,5 +1,4 @@
-// The embedded resources: what ExtractResource writes, what PatchToFSX does to
-// real executables, and how both fail, leaving the target as it was.
+// ExtractResource and PatchToFSX on real executables, and how both fail leaving the target as it was.
 #include "app/machine_queries.h"
 #include "engine/embedded_resources.h"
 #include "resources/resource.h"
@@ -13,10 +12,8 @@ TEST_F(ResourcesTest, ExtractWritesByteForBytePatchSetsTheFsxVersionAndFailuresC
     const std::string expected = FERRYMARK_RESOURCE_EXPECTED "/expected-",
                       images = FERRYMARK_RESOURCE_IMAGES "/";
     const std::pair<std::uint32_t, std::string> extracted[] = {
-        {IDR_SIMBASE_V1_DLL, expected + "v1-dll.xml"},
-        {IDR_SIMBASE_V1_EXE, expected + "v1-exe.xml"},
-        {IDR_SIMBASE_V3_DLL, expected + "v3-dll.xml"},
-        {IDR_SIMBASE_V3_EXE, expected + "v3-exe.xml"},
+        {IDR_SIMBASE_V1_DLL, expected + "v1-dll.xml"}, {IDR_SIMBASE_V1_EXE, expected + "v1-exe.xml"},
+        {IDR_SIMBASE_V3_DLL, expected + "v3-dll.xml"}, {IDR_SIMBASE_V3_EXE, expected + "v3-exe.xml"},
         {IDR_LAUNCHER_STUB, FERRYMARK_STUB_FILE}};
     OpenLog();
     const std::wstring target = InFolder(L"out");
@@ -39,7 +36,6 @@ TEST_F(ResourcesTest, ExtractWritesByteForBytePatchSetsTheFsxVersionAndFailuresC
     EXPECT_EQ(LogLines().back(), "TRACE PatchToFSX " + Narrow(target));
     // A target that cannot be written, a resource that is not there, a file that is no program.
     WriteFile(target, "not a program");
-    // (A braced list is evaluated in order.)
     for (const bool result :
          {ExtractResource(IDR_SIMBASE_V3_DLL, InFolder(L"no\\dll.xml"), platform::ResourceType::RcData),
           ExtractResource(IDR_SIMBASE_V3_DLL, target, platform::ResourceType::Bitmap), PatchToFSX(target)})

@@ -1,5 +1,4 @@
-// Numbered rotation of the logs and backups: every item moves up one number and
-// the oldest goes; a failed step ends the rotation.
+// Numbered rotation: every item moves up one number, the oldest goes, a failed step ends it.
 #include "app/rotation.h"
 #include "platform/fs.h"
 #include "support/sandbox.h"
@@ -15,23 +14,15 @@ TEST_F(RotationTest, EveryItemMovesUpOneNumberAndTheOldestGoes) {
     const std::wstring at = InFolder(L"r\\");
     // Stem, extension, limit, the items before and after.
     const std::tuple<std::wstring, std::wstring, std::int32_t, Items, Items> cases[] = {
-        {L"log",
-         L".txt",
-         3,
+        {L"log", L".txt", 3,
          {{L"log.txt", "new"}, {L"log1.txt", "old"}, {L"log2.txt", "oldest"}, {L"log3.txt", "3"}},
          {{L"log1.txt", "new"}, {L"log2.txt", "old"}, {L"log3.txt", "3"}}},
         {L"log", L".txt", 0, {{L"log.txt", "new"}}, {{L"log.txt", "new"}}},
         {L"log", L".txt", INT32_MIN, {{L"log.txt", "new"}}, {{L"log.txt", "new"}}},
         {L"log", L".txt", 1, {{L"log.txt", "new"}, {L"log1.txt", "old"}}, {{L"log1.txt", "old"}}},
-        {L"log",
-         L".txt",
-         10,
-         {{L"log.txt", "new"}, {L"log3.txt", "3"}},
+        {L"log", L".txt", 10, {{L"log.txt", "new"}, {L"log3.txt", "3"}},
          {{L"log1.txt", "new"}, {L"log4.txt", "3"}}},
-        {L"b",
-         L"",
-         3,
-         {{L"b", "/"}, {L"b\\fsx.cfg", "cfg"}, {L"b1\\deep", "/"}, {L"b2", "file"}},
+        {L"b", L"", 3, {{L"b", "/"}, {L"b\\fsx.cfg", "cfg"}, {L"b1\\deep", "/"}, {L"b2", "file"}},
          {{L"b1", "/"}, {L"b1\\fsx.cfg", "cfg"}, {L"b2", "/"}, {L"b2\\deep", "/"}}}};
     OpenLog(L"Info");
     for (const auto& [stem, extension, limit, before, after] : cases) {

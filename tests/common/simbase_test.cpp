@@ -1,5 +1,4 @@
-// Launch lists: what passes as it is, what is repaired and how its bytes come out,
-// what is refused, and the four templates.
+// Launch lists: what passes as it is, what is repaired to which bytes, what is refused; the templates.
 #include "engine/simbase.h"
 #include "platform/fs.h"
 #include "support/sandbox.h"

@@ -1,6 +1,4 @@
-// The six simulator records: their folders, where a simulator is (the stored
-// location against its own registry values), its build, the values SetLocation
-// writes, and whether another process holds the backup of a folder.
+// The six simulator records: folders, location, build, the values SetLocation writes, and use.
 #include "app/machine.h"
 #include "platform/fs.h"
 #include "simulators/catalogue.h"

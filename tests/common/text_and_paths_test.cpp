@@ -1,5 +1,4 @@
-// The pure helpers: Windows path rules, text formatting and folding, UTF-16, and
-// registry time stamps broken down into calendar time.
+// The pure helpers: Windows path rules, text, UTF-16 and registry time stamps.
 #include "app/paths.h"
 #include "app/registry_key.h"
 #include "app/text.h"

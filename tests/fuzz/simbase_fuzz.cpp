@@ -1,9 +1,4 @@
-// One execution of the SimBase reader over arbitrary bytes: the bytes become a
-// launch list on disk, VerifySimBaseDocument tests and repairs it, and what the
-// reader promises of the file afterwards is checked; a finding aborts.
-//
-// Built with libFuzzer by tools/fuzz.sh, and with FERRYMARK_REPLAY as a program
-// that replays the files of the folders given, as the native test run does.
+// The SimBase reader over arbitrary bytes on disk; with FERRYMARK_REPLAY, a replayer of folders' files.
 #include "app/logger.h"
 #include "engine/simbase.h"
 #include "platform/posix/host.h"
@@ -32,10 +27,7 @@ std::string MakeDocumentHostPath() {
                                                      : "/tmp/ferrymark-simbase-XXXXXX";
     if (mkdtemp(root.data()) == nullptr)
         std::abort();
-    std::atexit([] {
-        std::error_code ignored;
-        std::filesystem::remove_all(root, ignored);
-    });
+    std::atexit([] { std::error_code ignored; std::filesystem::remove_all(root, ignored); });
     platform::posix::SetRoot(root);
     const std::string host = platform::posix::HostPath(kDocument);
     if (platform::posix::CreateHostFolders(std::filesystem::path(host).parent_path()) != 0)
@@ -69,8 +61,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Check(verified || after == input, "a refused document was changed");
     if (!verified)
         return 0;
-    // A document with an entry is left byte for byte; a repaired one gets the library's
-    // declaration.
+    // Left byte for byte, or repaired with the library's declaration.
     Check(after == input || after.rfind("<?xml version=\"1.0\"?>", 0) == 0,
           "a repaired document does not start with the plain declaration");
     pugi::xml_document saved;

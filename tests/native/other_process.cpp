@@ -1,5 +1,4 @@
-// Another process that holds an item, on POSIX: a forked child opens a file or
-// changes into a folder, says so through a pipe, and becomes a sleeping program.
+// On POSIX: a forked child takes hold, says so through a pipe, and becomes a sleeping program.
 #include "support/other_process.h"
 #include "platform/posix/host.h"
 
@@ -29,8 +28,7 @@ OtherProcess* StartHolder(Hold how, const std::wstring& path, std::string& why) 
         const bool held =
             how == Hold::OpenFile ? open(host.c_str(), O_RDONLY) >= 0 : chdir(host.c_str()) == 0;
         if (write(ready[1], held ? "y" : "n", 1) == 1 && held) {
-            // A small program keeps the held file and folder: a fork of the test
-            // program would share its pages copy-on-write and slow its writes down.
+            // A small program keeps them: a fork of the test program would slow its writes down.
             close(ready[1]);
             execl("/bin/sleep", "sleep", "infinity", static_cast<char*>(nullptr));
         }

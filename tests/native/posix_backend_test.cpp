@@ -1,5 +1,4 @@
-// The POSIX backend's own translations: Windows paths onto the host, UTF-8, the
-// registry store shared with another process, and the process table.
+// The POSIX backend: Windows paths on the host, UTF-8, the shared registry store, the process table.
 #include "app/machine.h"
 #include "app/machine_queries.h"
 #include "engine/backup.h"
@@ -21,8 +20,7 @@ using PosixBackendTest = SandboxTest;
 
 TEST_F(PosixBackendTest, PathsTextAndTheRegistryStoreSharedWithAnotherProcess) {
     const std::string root = platform::posix::Root();
-    for (const auto& [windows, host] : {std::pair{L"d:/Sim\\Addons", "/D/Sim/Addons"},
-                                        {L"C:", "/C/"},
+    for (const auto& [windows, host] : {std::pair{L"d:/Sim\\Addons", "/D/Sim/Addons"}, {L"C:", "/C/"},
                                         {L"\\\\server\\share\\x", "/UNC/server/share/x"},
                                         {L"C:\\Z\u00fcrich", "/C/Z\xc3\xbcrich"}})
         EXPECT_EQ(platform::posix::HostPath(windows), root + host);
@@ -33,15 +31,9 @@ TEST_F(PosixBackendTest, PathsTextAndTheRegistryStoreSharedWithAnotherProcess) {
     // Malformed UTF-8 becomes one replacement character a bad sequence.
     const std::pair<std::string, std::wstring> texts[] = {
         {"Z\xc3\xbc\xe2\x82\xac", L"Z\u00fc\u20ac"},
-        {"\xf4\x8f\xbf\xbf", {wchar_t(0x10FFFF)}},
-        {"a\x80"
-         "b",
-         L"a\ufffdb"},
-        {"\xc0\xaf", L"\ufffd\ufffd"},
-        {"\xe0\x80\xaf", L"\ufffd"},
-        {"\xed\xa0\x80", L"\ufffd"},
-        {"\xf4\x90\x80\x80", L"\ufffd"},
-        {"\xe2\x82x", L"\ufffdx"}};
+        {"\xf4\x8f\xbf\xbf", {wchar_t(0x10FFFF)}}, {"a\x80" "b", L"a\ufffdb"},
+        {"\xc0\xaf", L"\ufffd\ufffd"}, {"\xe0\x80\xaf", L"\ufffd"}, {"\xed\xa0\x80", L"\ufffd"},
+        {"\xf4\x90\x80\x80", L"\ufffd"}, {"\xe2\x82x", L"\ufffdx"}};
     for (const auto& [bytes, text] : texts)
         EXPECT_EQ(platform::posix::FromUtf8(bytes), text) << testing::PrintToString(bytes);
     // Backup names from the UTF-8 bytes: 5A C3 BC 72 69 63 68; 78 C3 BF ends in six ones.

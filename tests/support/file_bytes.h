@@ -1,5 +1,4 @@
-// Whole files as bytes, and folders' access lists, for the Windows-side tests and
-// their driver.
+// Whole files as bytes, and folders' access lists, for the Windows-side tests and their driver.
 #pragma once
 
 #include <string>

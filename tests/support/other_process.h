@@ -1,6 +1,4 @@
-// Another process that holds a file open or has its working folder in a folder,
-// for as long as a Holder lives. Each build implements the functions in its own
-// other_process.cpp.
+// Another process holding a file open or a folder as its working folder while a Holder lives.
 #pragma once
 
 #include <string>

@@ -75,8 +75,7 @@ std::vector<std::string> SandboxTest::LogLines() const {
     for (std::size_t start = 0, end; start < bytes.size(); start = end + 2) {
         end = std::min(bytes.find("\r\n", start), bytes.size());
         const std::string line = bytes.substr(start, end - start);
-        // "dd.mm.yyyy hh:mm:ss", two blanks, the level right-aligned in five
-        // columns, four blanks and the text.
+        // "dd.mm.yyyy hh:mm:ss", two blanks, the level in five columns, four blanks, the text.
         std::string level = line.size() > 26 ? line.substr(21, 5) : std::string();
         level.erase(0, level.find_first_not_of(' '));
         lines.push_back(level + " " + (line.size() > 30 ? line.substr(30) : std::string()));
@@ -99,8 +98,7 @@ bool SandboxTest::LogContains(const std::string& line) const {
 }
 
 void SandboxTest::CloseLog() {
-    // The program's own reopen copes with a stream that failed on a line; the
-    // fresh stream then closes without a word.
+    // Reopened first: the fresh stream closes without a word even if the old one failed.
     Logger::OpenFile(InFolder(L"log.txt"));
     Logger::Instance().close();
 }

@@ -1,6 +1,4 @@
-// A fresh folder and fresh registry keys for each test, against the real platform
-// of the build: the POSIX backend under a new root, or Windows (Wine) itself. The
-// simulators' keys and the program's store of them start empty too.
+// A fresh folder and fresh registry keys (the simulators' too) for each test, on the build's real platform.
 #pragma once
 
 #include "app/registry_key.h"
@@ -13,14 +11,11 @@
 
 class SandboxTest : public ::testing::Test {
 public:
-    // Whole files by Windows-form paths; on POSIX read-only means no write permission.
+    // Whole files by Windows-form paths.
     static std::string ReadFile(const std::wstring& path);
     static void WriteFile(const std::wstring& path, const std::string& bytes);
     static void MakeFolder(const std::wstring& path);
-    static void SetReadOnly(const std::wstring& path, bool readOnly);
-    static bool IsReadOnly(const std::wstring& path);
-    // A folder's DACL as SDDL on Windows, its mode bits in octal on POSIX; and one
-    // that lets everyone change the folder.
+    // A folder's DACL as SDDL on Windows, its mode bits in octal on POSIX.
     static std::wstring AccessList(const std::wstring& folder);
     static void OpenToEveryone(const std::wstring& folder);
     static std::string Narrow(const std::wstring& text) { return {text.begin(), text.end()}; }
@@ -35,20 +30,17 @@ protected:
     void SetUp() override;
     void TearDown() override;
 
-    // This test's own folder (Windows form) and registry path below Software.
     const std::wstring& Folder() const { return folder; }
     std::wstring InFolder(const std::wstring& name) const { return folder + L"\\" + name; }
     const std::wstring& KeyPath() const { return keyPath; }
 
-    // The process log in this test's folder, closed after the test; its lines as
-    // "LEVEL text" without the time (a continuation line has an empty level), and
-    // those that begin with one of the prefixes.
+    // The log in this test's folder; its lines as "LEVEL text" without the time.
     void OpenLog(const wchar_t* level = L"TRACE");
     std::string LogText() const { return ReadFile(InFolder(L"log.txt")); }
     std::vector<std::string> LogLines() const;
     std::vector<std::string> LogMatching(const std::vector<std::string>& prefixes) const;
     bool LogContains(const std::string& line) const;
-    void ClearLog(); // empties the log; it stays open
+    void ClearLog();
     void CloseLog();
 
 private:

@@ -11,15 +11,7 @@
 #include <stdexcept>
 #include <sys/stat.h>
 
-namespace {
-std::string Host(const std::wstring& path) {
-    return platform::posix::HostPath(path);
-}
-void Change(const std::wstring& path, mode_t mode) {
-    if (chmod(Host(path).c_str(), mode) != 0)
-        throw std::runtime_error("cannot change the permissions of " + Host(path));
-}
-} // namespace
+static std::string Host(const std::wstring& path) { return platform::posix::HostPath(path); }
 
 std::wstring CreateSandboxFolder() {
     char pattern[] = "/tmp/ferrymark-test-XXXXXX";
@@ -48,15 +40,6 @@ void SandboxTest::WriteFile(const std::wstring& path, const std::string& bytes) 
         throw std::runtime_error("cannot write " + Host(path));
 }
 
-void SandboxTest::SetReadOnly(const std::wstring& path, bool readOnly) {
-    Change(path, readOnly ? 0444 : 0644);
-}
-
-bool SandboxTest::IsReadOnly(const std::wstring& path) {
-    struct stat info {};
-    return stat(Host(path).c_str(), &info) == 0 && (info.st_mode & 0222) == 0;
-}
-
 std::wstring SandboxTest::AccessList(const std::wstring& folder) {
     struct stat info {};
     stat(Host(folder).c_str(), &info);
@@ -66,5 +49,6 @@ std::wstring SandboxTest::AccessList(const std::wstring& folder) {
 }
 
 void SandboxTest::OpenToEveryone(const std::wstring& folder) {
-    Change(folder, 0777);
+    if (chmod(Host(folder).c_str(), 0777) != 0)
+        throw std::runtime_error("cannot open " + Host(folder) + " to everyone");
 }

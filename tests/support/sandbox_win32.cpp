@@ -35,17 +35,6 @@ void SandboxTest::WriteFile(const std::wstring& path, const std::string& bytes) 
         throw std::runtime_error("cannot write " + Narrow(path));
 }
 
-void SandboxTest::SetReadOnly(const std::wstring& path, bool readOnly) {
-    if (!SetFileAttributesW(path.c_str(),
-                            readOnly ? FILE_ATTRIBUTE_READONLY : FILE_ATTRIBUTE_NORMAL))
-        throw std::runtime_error("cannot change the attributes of " + Narrow(path));
-}
-
-bool SandboxTest::IsReadOnly(const std::wstring& path) {
-    const DWORD attributes = GetFileAttributesW(path.c_str());
-    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0;
-}
-
 std::wstring SandboxTest::AccessList(const std::wstring& folder) {
     return FolderAccessList(folder);
 }

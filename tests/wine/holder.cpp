@@ -1,7 +1,4 @@
-// Holds a file open without sharing its deletion, or makes a folder its working
-// folder, then signals a named event and waits for another one before it ends.
-//
-//   backup_holder.exe file|folder <path> <ready event> <stop event>
+// backup_holder.exe file|folder <path> <ready event> <stop event>: holds the item until told to stop.
 #include <windows.h>
 
 #include <cwchar>

@@ -1,5 +1,4 @@
-// Another process that holds an item, on Windows: the holder program beside the
-// test program, started with CreateProcessW and spoken to through two named events.
+// On Windows: the holder program beside the test program, spoken to through two named events.
 #include "support/other_process.h"
 
 #include <windows.h>

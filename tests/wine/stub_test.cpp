@@ -1,7 +1,4 @@
-// The launcher stub under Wine and Xvfb: a copy of it stands in a simulator's folder
-// beside a language.dll made by the build, and its one error box must name the
-// right simulator, with the caption "Ferrymark", and the process must end with
-// status -1.
+// The launcher stub in a simulator's folder under Wine: one error box naming the simulator, status -1.
 #include "e2e/driver.h"
 
 #include <gtest/gtest.h>
@@ -18,11 +15,9 @@ std::wstring ProgramFolder() {
 }
 
 const std::wstring kStub = ProgramFolder() + L"\\" + FERRYMARK_STUB_FILE_NAME;
-
 const std::wstring kFixtures = ProgramFolder() + L"\\stub-fixtures\\";
 
-// The stub is started from another folder holding a decoy language.dll without a
-// version, so only the one beside the stub can give a simulator's name.
+// Started from a folder with a decoy language.dll: only the one beside the stub may name the simulator.
 TEST(LauncherStub, NamesTheSimulatorOfItsLanguageDllTwiceAndFails) {
     if (Environment(L"DISPLAY").empty())
         GTEST_SKIP() << "no X display for the stub's message box: run under xvfb-run";
@@ -32,17 +27,11 @@ TEST(LauncherStub, NamesTheSimulatorOfItsLanguageDllTwiceAndFails) {
         {L"language-10.3.7.9",
          L"-cfg:\"C:\\other\\fsx.cfg\" language.dll /restore --target \"Prepar3D v5\"",
          L"Flight Simulator X"},
-        {L"language-1", L"", L"Prepar3D v1"},
-        {L"language-2", L"", L"Prepar3D v2"},
-        {L"language-3", L"", L"Prepar3D v3"},
-        {L"language-4.5.0.0", L"", L"Prepar3D v4"},
-        {L"language-5", L"", L"Prepar3D v5"},
-        {L"language-file3-product5", L"", L"Prepar3D v3"},
-        {L"language-6", L"", L"this simulator"},
-        {L"language-11", L"", L"this simulator"},
-        {L"language-unversioned", L"", L"this simulator"},
-        {L"", L"", L"this simulator"},
-    };
+        {L"language-1", L"", L"Prepar3D v1"}, {L"language-2", L"", L"Prepar3D v2"},
+        {L"language-3", L"", L"Prepar3D v3"}, {L"language-4.5.0.0", L"", L"Prepar3D v4"},
+        {L"language-5", L"", L"Prepar3D v5"}, {L"language-file3-product5", L"", L"Prepar3D v3"},
+        {L"language-6", L"", L"this simulator"}, {L"language-11", L"", L"this simulator"},
+        {L"language-unversioned", L"", L"this simulator"}, {L"", L"", L"this simulator"}};
     const std::wstring folder = L"C:\\ferrymark-stub", elsewhere = folder + L"\\elsewhere";
     for (const auto& [fixture, arguments, name] : cases) {
         SCOPED_TRACE(testing::PrintToString(fixture + L" " + arguments));
@@ -57,10 +46,8 @@ TEST(LauncherStub, NamesTheSimulatorOfItsLanguageDllTwiceAndFails) {
         ProgramRun run(folder + L"\\fsx.exe", arguments, elsewhere);
         const HWND box = run.WaitForDialog(L"Ferrymark");
         EXPECT_NE(box, nullptr) << "no message box captioned Ferrymark";
-        EXPECT_EQ(MessageBoxText(box), L"Ferrymark has disabled " + name +
-                                           L" to prevent corruption of configuration files.\n\n"
-                                           L"To use " +
-                                           name + L", select it as target in Ferrymark.");
+        EXPECT_EQ(MessageBoxText(box), L"Ferrymark has disabled " + name + L" to prevent corruption of "
+                  L"configuration files.\n\nTo use " + name + L", select it as target in Ferrymark.");
         if (name == L"Flight Simulator X")
             Screenshot(box, L"stub-flight-simulator-x");
         PressButton(box, IDOK);

@@ -1,5 +1,4 @@
-// What only Windows (Wine) shows: backup names in the file APIs' code page, the
-// single-instance mutex, sharing on an extracted file, a patched program that runs.
+// What only Windows shows: backup names' code page, the mutex, sharing, a patched program that runs.
 #include "app/machine.h"
 #include "engine/backup.h"
 #include "engine/embedded_resources.h"
@@ -45,8 +44,7 @@ TEST_F(Win32BackendTest, BackupNamesTheMutexAndTheResources) {
     EXPECT_EQ(status, 7u);
 
     if (GetACP() != 1252 || GetOEMCP() != 437)
-        GTEST_SKIP() << "the backup names' bytes are those of code pages 1252 and 437; this "
-                        "machine uses "
+        GTEST_SKIP() << "the backup names' bytes are those of code pages 1252 and 437; this machine uses "
                      << GetACP() << " and " << GetOEMCP();
     // "Z\u00fcrich" is 5A FC 72 69 63 68 in 1252; a character it lacks becomes "?" (3F);
     // FF begins with six ones, the sign for 63. On OEM the name is 5A 81 72 69 63 68.
