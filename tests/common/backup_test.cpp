@@ -440,6 +440,43 @@ TEST_F(BackupTest, UninstallEntriesGoAsideAndComeBackUnlessALiveNamesakeIsAsNew)
         platform::RemoveTree(PathParent(shield));
 }
 
+// A deactivation from the recorded state "active" settles an entry that a stopped move left parked beside its live
+// namesake: moved back when the two are one entry (its time stamp aside), left parked for any difference at all.
+TEST_F(BackupTest, AParkedEntryBesideItsLiveNamesakeComesBackOnlyWhenTheyAreTheSameEntry) {
+    const bool hadOwner = RegistryKey::Exists(HKLM, L"Software\\Kestrane", false);
+    RegistryKey(HKLM, L"Software\\Kestrane\\Ferrymark", false).WriteDword(L"TargetActive", 1);
+    struct Row { const wchar_t *name, *stamp; std::function<void(RegistryKey&)> differ; bool back; };
+    const Row rows[] = {
+        {L"Same", L"__LastModified", nullptr, true},
+        {L"StampInOtherCase", L"__LASTMODIFIED", nullptr, true},
+        {L"AnotherValue", L"__LastModified", [](RegistryKey& live) { live.WriteString(L"Extra", L"live"); }, false},
+        // The same four bytes as the text "a" with its terminator, as a number.
+        {L"AnotherType", L"__LastModified", [](RegistryKey& live) { live.WriteDword(L"Marker", 0x61); }, false},
+        {L"ASubkey", L"__LastModified", [](RegistryKey& live) { RegistryKey(HKLM, live.Path() + L"\\Parts", false); },
+         false}};
+    const auto live = [](const Row& row) { return kUninstall + (L"\\FerrymarkTest." + std::wstring(row.name)); };
+    const auto parked = [&](const Row& row) { return KeyPath() + L"\\Uninstall64\\FerrymarkTest." + row.name; };
+    for (const Row& row : rows) {
+        RegistryKey aside(HKLM, parked(row), false), namesake(HKLM, live(row), false);
+        aside.WriteString(L"Marker", L"a");
+        aside.WriteString(row.stamp, L"2000-01-01 00:00:00");  // older than the live one: by time alone it stays
+        namesake.WriteString(L"Marker", L"a");
+        if (row.differ)
+            row.differ(namesake);
+    }
+    EXPECT_TRUE(RegistryRestore(HKLM, KeyPath() + L"\\Uninstall64", false));
+    for (const Row& row : rows) {
+        SCOPED_TRACE(Narrow(row.name));
+        EXPECT_EQ(RegistryKey::Exists(HKLM, parked(row), false), !row.back);
+        EXPECT_EQ(LogContains("INFO Completing interrupted restore of key FerrymarkTest." + Narrow(row.name)), row.back);
+        platform::registry::DeleteTree(RegistryKey(HKLM, kUninstall, false).Handle(), L"FerrymarkTest." + std::wstring(row.name));
+    }
+    if (hadOwner)
+        RegistryKey(HKLM, L"Software\\Kestrane\\Ferrymark", false).DeleteValue(L"TargetActive");
+    else
+        platform::registry::DeleteTree(RegistryKey(HKLM, L"Software", false).Handle(), L"Kestrane");
+}
+
 TEST_F(BackupTest, RenameAndMoveToRefuseAnExistingDestinationUnlessOverwriting) {
     const std::wstring source = KeyPath() + L"\\Source", target = KeyPath() + L"\\Target";
     EXPECT_FALSE(Rename(HKLM, source, false, HKLM, target, false, true));
