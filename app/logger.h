@@ -13,8 +13,6 @@ class Logger : public std::basic_ofstream<wchar_t> {
 public:
     enum Level {
         TraceLevel = 0,
-        // The first name of TraceLevel, still known to code outside the program.
-        Trace = TraceLevel,
         DebugLevel = 1,
         InfoLevel = 2,
         WarnLevel = 3,

@@ -24,8 +24,8 @@ TEST_F(LoggerTest, RecordsAreStampedAlignedFilteredAndAppended) {
         {L"ERROR", Logger::WarnLevel, L"dropped"}, {L"info", Logger::InfoLevel, L"version 5"},
         {nullptr, Logger::WarnLevel, L"warned"}, {nullptr, Logger::FatalLevel, L"fatal"},
         {nullptr, Logger::InfoLevel, L"one\ntwo\n\nfour\n"}, {nullptr, Logger::InfoLevel, L""},
-        {L"Warning", Logger::DebugLevel, L"unknown level name: hidden"}, {L"dEbUg", Logger::Trace, L"hidden"},
-        {nullptr, Logger::DebugLevel, L"debug"}, {L"TRACE", Logger::Trace, L"trace"},
+        {L"Warning", Logger::DebugLevel, L"unknown level name: hidden"}, {L"dEbUg", Logger::TraceLevel, L"hidden"},
+        {nullptr, Logger::DebugLevel, L"debug"}, {L"TRACE", Logger::TraceLevel, L"trace"},
         {L"eRrOr", Logger::ErrorLevel, L"at the level"}, {L"fAtAl", Logger::ErrorLevel, L"error hidden"}};
     for (const auto& [level, recordLevel, text] : records) {
         if (level != nullptr)

@@ -194,8 +194,6 @@ int MeasureSwitch(int runs, const MachineSizes& sizes) {
 #ifndef _WIN32
         FolderMoves().clear();
         platform::posix::SetChangeObserver(RecordFolderMove);
-#endif
-#ifndef _WIN32
         ProfileSwitch(true);
 #endif
         times.push_back(Seconds(
@@ -207,8 +205,6 @@ int MeasureSwitch(int runs, const MachineSizes& sizes) {
             cpu));
 #ifndef _WIN32
         ProfileSwitch(false);
-#endif
-#ifndef _WIN32
         // The machine is back where it started: the same moves once more, by mv.
         platform::posix::SetChangeObserver(nullptr);
         sync();
