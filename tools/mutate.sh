@@ -2,7 +2,7 @@
 # The mutation run: how many deliberate slips in the product do the tests catch?
 # Not part of the test run (tools/test-all.sh); run it by hand.
 #
-#   bash tools/mutate.sh [--only native|wine|e2e] [--list] [--check] [NUMBER...]
+#   bash tools/mutate.sh [--only native|wine|e2e] [--list] [--check] [--matrix] [NUMBER...]
 #
 # Each mutant of tools/mutants.txt (one a line: file, layers, original text,
 # replacement, description, separated by tabs; "<NL>" stands for a line break)
@@ -19,6 +19,11 @@
 # it will need: should they not pass, every mutant would look killed, so the run
 # stops there.
 #
+# --matrix runs every test of every layer a mutant names, not stopping at the
+# first failure, and writes the tests that failed to matrix.txt (mutant, tab,
+# the failing tests separated by spaces). Then it prints, for each test, the
+# mutants that it alone kills: what the suite would lose without that test.
+#
 # Environment: MUTATE_JOBS (workers, default 2), MUTATE_TIMEOUT (seconds a
 # mutant's tests may take, per layer, default 240 native and 900 under Wine),
 # MUTATE_BUILD_TIMEOUT (seconds a build may take, default 900), MUTATE_WORK
@@ -32,6 +37,7 @@ jobs=${MUTATE_JOBS:-2}
 build_limit=${MUTATE_BUILD_TIMEOUT:-900}
 only=""
 action=run
+matrix=no
 picked=()
 
 while [ $# -gt 0 ]; do
@@ -39,6 +45,7 @@ while [ $# -gt 0 ]; do
     --only) only=$2; shift 2 ;;
     --list) action=list; shift ;;
     --check) action=check; shift ;;
+    --matrix) matrix=yes; shift ;;
     -h|--help) sed -n '2,/^set -uo/p' "$0" | sed '$d; s/^# \{0,1\}//'; exit 0 ;;
     [0-9]*) picked+=("$1"); shift ;;
     *) echo "mutate.sh: unknown argument $1" >&2; exit 2 ;;
@@ -143,8 +150,10 @@ mkdir -p "$work"
 # native mutants' results.
 queue=$work/queue${only:+-$only}
 results=$work/results${only:+-$only}.txt
+matrix_file=$work/matrix${only:+-$only}.txt
 printf '%s\n' "${selected[@]}" >"$queue"
 : >"$results"
+[ $matrix = yes ] && : >"$matrix_file"
 start=$(date +%s)
 
 # Builds the copy's build folders; returns non-zero when a build fails.
@@ -161,16 +170,17 @@ build() { # worker-dir log
 
 # Runs one layer; 0 passed, 1 a test failed, 124 out of time.
 run_layer() { # worker-dir layer log
-  local dir=$1 layer=$2 log=$3 status
+  local dir=$1 layer=$2 log=$3 status stop=--stop-on-failure
+  [ $matrix = yes ] && stop=""
   case $layer in
     native)
       (cd "$dir/native" && timeout -k 10 "${MUTATE_TIMEOUT:-240}" \
-        ctest --stop-on-failure --output-on-failure) >>"$log" 2>&1
+        ctest $stop --output-on-failure) >>"$log" 2>&1
       status=$? ;;
     wine|e2e)
       (cd "$dir/win64" && timeout -k 10 "${MUTATE_TIMEOUT:-900}" \
         xvfb-run -a -s "-screen 0 1280x1024x24" \
-        ctest -LE release -R "^$layer\\." --stop-on-failure --output-on-failure) >>"$log" 2>&1
+        ctest -LE release -R "^$layer\\." $stop --output-on-failure) >>"$log" 2>&1
       status=$?
       WINEPREFIX=$dir/win64/wineprefix wineserver -k >/dev/null 2>&1 || true ;;
   esac
@@ -245,11 +255,17 @@ worker() { # number
           run_layer "$dir" "$layer" "$log"
           case $? in
             0) ;;
-            124) status=killed how="$layer timeout"; break ;;
-            *) status=killed how="$layer test"; break ;;
+            124) status=killed how="$layer timeout" ;;
+            *) status=killed how="$layer test" ;;
           esac
+          [ $status = killed ] && [ $matrix = no ] && break
         done
       fi
+    fi
+    if [ $matrix = yes ]; then
+      # ctest lists the failures as "  7 - native.Name (Failed)".
+      printf '%s\t%s\n' "$n" "$(sed -n '/The following tests FAILED/,$p' "$log" |
+        sed -nE 's/^[[:space:]]*[0-9]+ - ([^ ]+) \(.*/\1/p' | sort -u | tr '\n' ' ')" >>"$matrix_file"
     fi
     cp "$dir/original" "$target"
     trap - EXIT INT TERM
@@ -288,6 +304,13 @@ killed=$(awk -F'\t' '$2 == "killed"' "$results" | wc -l)
 for how in build test timeout; do
   printf 'killed by %s: %s\n' "$how" "$(awk -F'\t' -v h="$how" '$2 == "killed" && $3 ~ h' "$results" | wc -l)"
 done
+if [ $matrix = yes ]; then
+  echo "== the mutants each test alone kills =="
+  awk -F'\t' '{ n = split($2, t, " "); if (n == 1) only[t[1]] = only[t[1]] " " $1
+                 for (k = 1; k <= n; k++) seen[t[k]] = 1 }
+       END { for (t in seen) printf "%s:%s\n", t, (t in only) ? only[t] : " none" }' \
+    "$matrix_file" | sort
+fi
 echo "time: $(($(date +%s) - start)) s"
 echo "mutants: $judged killed: $killed"
 [ "$judged" -eq "${#selected[@]}" ]

@@ -1,26 +1,12 @@
 // File listings, file versions of built images, and running copies of a program the test starts.
 #include "app/machine_queries.h"
+#include "support/other_process.h"
 #include "support/sandbox.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <chrono>
-#include <thread>
-
-#ifdef _WIN32
-#include <process.h>
-#include <windows.h>
-#else
-#include "platform/posix/host.h"
-
-#include <csignal>
-#include <spawn.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-
-extern char** environ;
-#endif
 
 using Names = std::vector<std::wstring>;
 using MachineQueriesTest = SandboxTest;
@@ -61,41 +47,21 @@ TEST_F(MachineQueriesTest, TheFileVersionAndRunningCopiesByTheirWholeBareNameInA
         EXPECT_EQ(major, 77) << "output untouched";
     }
 
-    // A name of this run alone, longer than the 15 characters of a POSIX short name.
+    // A copy of a holding program with a name of this run alone, longer than the 15 characters of
+    // a POSIX short name.
     const std::wstring run =
         std::to_wstring(std::chrono::steady_clock::now().time_since_epoch().count());
     const std::wstring name = L"MQ-Sleeper-" + run + L".exe", path = InFolder(name);
-    WriteFile(path, ReadFile(Wide(FERRYMARK_SLEEPER)));
     EXPECT_FALSE(IsProcessRunning(name, true)) << "not started yet";
-#ifdef _WIN32
-    const HANDLE copy =
-        reinterpret_cast<HANDLE>(_wspawnl(_P_NOWAIT, path.c_str(), path.c_str(), nullptr));
-    ASSERT_NE(copy, INVALID_HANDLE_VALUE);
-    const auto stop = [&] {
-        TerminateProcess(copy, 0);
-        WaitForSingleObject(copy, 10000);
-        CloseHandle(copy);
-    };
-#else
-    std::string host = platform::posix::HostPath(path);
-    char* arguments[] = {host.data(), nullptr};
-    pid_t copy = 0;
-    ASSERT_EQ(chmod(host.c_str(), 0755), 0);
-    ASSERT_EQ(posix_spawn(&copy, host.c_str(), nullptr, nullptr, arguments, environ), 0);
-    const auto stop = [&] {
-        kill(copy, SIGKILL);
-        waitpid(copy, nullptr, 0);
-    };
-#endif
-    bool seen = false;
-    for (int attempt = 0; attempt < 250 && !(seen = IsProcessRunning(name, false)); ++attempt)
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    EXPECT_TRUE(seen) << "one running copy";
-    EXPECT_TRUE(IsProcessRunning(L"mq-sLEEPER-" + run + L".EXE", false)) << "case is ignored";
-    for (const std::wstring& part : {path, name.substr(0, 15), name.substr(1)})
-        EXPECT_FALSE(IsProcessRunning(part, true))
-            << "a path, a prefix or a suffix: " << Narrow(part);
-    stop();
+    {
+        other_process::Holder copy(other_process::Hold::WorkingFolder, Folder(), path);
+        ASSERT_TRUE(copy.Started()) << copy.Failure();
+        EXPECT_TRUE(IsProcessRunning(name, false)) << "one running copy";
+        EXPECT_TRUE(IsProcessRunning(L"mq-sLEEPER-" + run + L".EXE", false)) << "case is ignored";
+        for (const std::wstring& part : {path, name.substr(0, 15), name.substr(1)})
+            EXPECT_FALSE(IsProcessRunning(part, true))
+                << "a path, a prefix or a suffix: " << Narrow(part);
+    }
     EXPECT_FALSE(IsProcessRunning(name, true)) << "ended";
     EXPECT_EQ(LogText(), "") << "neither query logs";
 }

@@ -1,10 +1,13 @@
-// On POSIX: a forked child takes hold, says so through a pipe, and becomes a sleeping program.
+// On POSIX: a forked child takes hold, says so through a pipe, and becomes a sleeping program; the
+// pipe closes when it has become that program.
 #include "support/other_process.h"
 #include "platform/posix/host.h"
 
 #include <cerrno>
 #include <csignal>
+#include <filesystem>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,10 +17,15 @@ struct OtherProcess {
     pid_t pid;
 };
 
-OtherProcess* StartHolder(Hold how, const std::wstring& path, std::string& why) {
+OtherProcess* StartHolder(Hold how, const std::wstring& path, const std::wstring& as, std::string& why) {
     const std::string host = platform::posix::HostPath(path);
+    const std::string program = as.empty() ? "/bin/sleep" : platform::posix::HostPath(as);
+    std::error_code failed;
+    if (!as.empty() && (!std::filesystem::copy_file("/bin/sleep", program, failed) ||
+                        chmod(program.c_str(), 0755) != 0))
+        return why = "cannot copy the sleeping program to " + program, nullptr;
     int ready[2];
-    if (pipe(ready) != 0)
+    if (pipe2(ready, O_CLOEXEC) != 0)
         return why = "pipe failed", nullptr;
     const pid_t pid = fork();
     if (pid == 0) {
@@ -27,16 +35,18 @@ OtherProcess* StartHolder(Hold how, const std::wstring& path, std::string& why) 
                 close(fd);
         const bool held =
             how == Hold::OpenFile ? open(host.c_str(), O_RDONLY) >= 0 : chdir(host.c_str()) == 0;
+        // A small program keeps them: a fork of the test program would slow its writes down.
         if (write(ready[1], held ? "y" : "n", 1) == 1 && held) {
-            // A small program keeps them: a fork of the test program would slow its writes down.
-            close(ready[1]);
-            execl("/bin/sleep", "sleep", "infinity", static_cast<char*>(nullptr));
+            execl(program.c_str(), "sleep", "infinity", static_cast<char*>(nullptr));
+            if (write(ready[1], "n", 1) != 1) { // no program to become
+            }
         }
         _exit(2);
     }
     close(ready[1]);
-    char answer = 'n';
-    const bool started = pid > 0 && read(ready[0], &answer, 1) == 1 && answer == 'y';
+    char answer = 'n', more = 0;
+    const bool started = pid > 0 && read(ready[0], &answer, 1) == 1 && answer == 'y' &&
+                         read(ready[0], &more, 1) == 0;
     close(ready[0]);
     if (started)
         return new OtherProcess{pid};

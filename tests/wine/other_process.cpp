@@ -1,4 +1,5 @@
-// On Windows: the holder program beside the test program, spoken to through two named events.
+// On Windows: the holder program beside the test program (or its copy), spoken to through two
+// named events.
 #include "support/other_process.h"
 
 #include <windows.h>
@@ -9,7 +10,7 @@ struct OtherProcess {
     HANDLE process, stop;
 };
 
-OtherProcess* StartHolder(Hold how, const std::wstring& path, std::string& why) {
+OtherProcess* StartHolder(Hold how, const std::wstring& path, const std::wstring& as, std::string& why) {
     static unsigned counter = 0;
     const std::wstring stem = L"FerrymarkHolder-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
                               std::to_wstring(++counter);
@@ -17,8 +18,10 @@ OtherProcess* StartHolder(Hold how, const std::wstring& path, std::string& why) 
     HANDLE stop = CreateEventW(nullptr, TRUE, FALSE, (stem + L"-stop").c_str());
     wchar_t own[MAX_PATH + 1] = {};
     std::wstring program(own, GetModuleFileNameW(nullptr, own, MAX_PATH));
-    program.erase(program.find_last_of(L'\\') + 1);
-    std::wstring command = L"\"" + program + L"backup_holder.exe\" " +
+    program.replace(program.find_last_of(L'\\') + 1, std::wstring::npos, L"backup_holder.exe");
+    if (!as.empty() && !CopyFileW(program.c_str(), as.c_str(), FALSE))
+        return why = "cannot copy the holder program", nullptr;
+    std::wstring command = L"\"" + (as.empty() ? program : as) + L"\" " +
                            (how == Hold::OpenFile ? L"file \"" : L"folder \"") + path + L"\" " +
                            stem + L"-ready " + stem + L"-stop";
     STARTUPINFOW startup{};
