@@ -244,20 +244,18 @@ TEST_F(MachineSwitchTest, ActivationLinksFilesByKindAndBuildAndDeactivationTakes
         const std::wstring copy = row.location + std::wstring(L"\\fsx.exe"), link = row.location + std::wstring(L"\\scenery.cfg");
         ClearLog();
         EXPECT_TRUE(simulator.Activate());
-        EXPECT_EQ(GetFileVersionText(copy), L"10.0.61637.0");
+        EXPECT_EQ(GetFileVersionText(copy), L"10.0.61637.0") << "a patched copy of the target's program";
         EXPECT_EQ(LogContains("TRACE CreateFileLink " + Narrow(link) + " -> " +
                               Narrow(simulator.GetFolder(ProgramData)) + "\\scenery.cfg"), row.links);
         EXPECT_EQ(platform::IsSymbolicLink(link), row.links && links);
-        EXPECT_EQ(LogMatching({"TRACE CreateFileLink "}).size(), row.links ? 14u : 0u);
         ClearLog();
         EXPECT_TRUE(simulator.Deactivate());
-        EXPECT_FALSE(platform::Exists(copy));
-        EXPECT_FALSE(platform::IsSymbolicLink(link));
+        EXPECT_FALSE(platform::Exists(copy) || platform::IsSymbolicLink(link));
         EXPECT_EQ(LogContains("TRACE RemoveLink " + Narrow(link)), row.links);
     }
 }
 
-TEST_F(MachineSwitchTest, DisableRestoreAndBackupOnTheirOwn) {
+TEST_F(MachineSwitchTest, DisableTowardsNothingAndBackupOnTheirOwn) {
     GenericSimulator& fsx = host->Record(L"Flight Simulator X");
     const std::shared_ptr<GenericSimulator> v4 = host->simulators[4];
     // Towards its own kind, or towards nothing, nothing happens.
@@ -265,16 +263,6 @@ TEST_F(MachineSwitchTest, DisableRestoreAndBackupOnTheirOwn) {
     EXPECT_FALSE(v4->Disable(v4));
     EXPECT_FALSE(fsx.Disable(nullptr));
     EXPECT_EQ(Changed(before), "");
-    // Without a location: values point at the target, the program stays; the restore undoes it.
-    StoreLocation(L"Flight Simulator X", L"");
-    const std::wstring program = kSimulators[0].location + std::wstring(L"\\fsx.exe");
-    const std::string programBytes = ReadFile(program);
-    RegistryKey own(HKLM, kSimulators[0].key, true);
-    EXPECT_TRUE(fsx.Disable(v4));
-    EXPECT_EQ(ReadFile(program), programBytes);
-    EXPECT_EQ(own.ReadString(L"SetupPath", L""), kV4 + std::wstring(L"\\"));
-    EXPECT_TRUE(fsx.Restore());
-    EXPECT_EQ(own.ReadString(L"SetupPath", L"(none)") + (platform::Exists(kSimulators[0].dataAside) ? L" aside" : L""), L"(none)");
 
     // An absent slot, or one with nothing to copy, gets no folder; a second backup keeps the first copies.
     GenericSimulator& v1 = host->Record(L"Prepar3D v1");
