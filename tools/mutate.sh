@@ -306,10 +306,10 @@ for how in build test timeout; do
 done
 if [ $matrix = yes ]; then
   echo "== the mutants each test alone kills =="
-  awk -F'\t' '{ n = split($2, t, " "); if (n == 1) only[t[1]] = only[t[1]] " " $1
-                 for (k = 1; k <= n; k++) seen[t[k]] = 1 }
-       END { for (t in seen) printf "%s:%s\n", t, (t in only) ? only[t] : " none" }' \
-    "$matrix_file" | sort
+  sort -t$'\t' -k1,1n -u "$matrix_file" |
+    awk -F'\t' '{ n = split($2, names, " "); if (n == 1) only[names[1]] = only[names[1]] " " $1
+                   for (k = 1; k <= n; k++) seen[names[k]] = 1 }
+         END { for (test in seen) printf "%s:%s\n", test, (test in only) ? only[test] : " none" }' | sort
 fi
 echo "time: $(($(date +%s) - start)) s"
 echo "mutants: $judged killed: $killed"
