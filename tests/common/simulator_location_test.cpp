@@ -1,8 +1,7 @@
-// The six simulator records: folders, location, build, the values SetLocation writes, and use.
+// The six simulator records: folders, location, and the values SetLocation writes.
 #include "app/machine.h"
 #include "platform/fs.h"
 #include "simulators/catalogue.h"
-#include "support/other_process.h"
 #include "support/sandbox.h"
 
 #include <gtest/gtest.h>
@@ -90,21 +89,4 @@ TEST_F(SimulatorLocationTest, SetLocationWritesEachSimulatorsValuesInItsOwnView)
                   RegistryKey(HKLM, v3 + L" Scenery", true).ReadString(L"SetupPath", L"-") +
                   RegistryKey(HKLM, v4, false).ReadString(L"SetupPath", L"-"),
               L"-1031--D:\\P3D v4\\");
-}
-
-TEST_F(SimulatorLocationTest, AHeldBackupOfItsFolderPutsTheSimulatorInUse) {
-    StoreLocation(L"Prepar3D v4", Folder());
-    const auto v4 = CreateSimulators().at(4);
-    OpenLog(L"Info");
-    const std::wstring held = GetKnownFolder(KnownFolder::RoamingAppData) +
-                              L"\\Lockheed Martin\\Ferrymark backup (UHJlcGFyM0QgdjQ=)";
-    MakeFolder(held);
-    {
-        other_process::Holder holder(other_process::Hold::WorkingFolder, held);
-        ASSERT_TRUE(holder.Started()) << holder.Failure();
-        EXPECT_TRUE(v4->IsInUse());
-    }
-    EXPECT_FALSE(v4->IsInUse()) << "released, nothing holds the simulator";
-    EXPECT_EQ(LogLines(), (std::vector<std::string>{"WARN File or folder in use " + Narrow(held),
-                                                    "WARN Folder in use " + Narrow(held)}));
 }

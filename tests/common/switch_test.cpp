@@ -201,6 +201,9 @@ TEST_F(MachineSwitchTest, WhatIsInUseStopsTheSwitchBeforeAnythingChanges) {
         {true, L"Prepar3D v5", {LM L"Prepar3D v5", backup}, L"Backup error: Cannot activate: failed to create backups.",
          "ERROR Failed to move " + Narrow(backup) + " -> " + Narrow(backup) + "1, reason: "},
         {false, kTarget, {LM L"Prepar3D v4"}, InUse(L"Prepar3D v4"), "ERROR Prepar3D v4 is in use"},
+        // A simulator's folders set aside count as its own.
+        {false, kTarget, {GetKnownFolder(KnownFolder::RoamingAppData) + L"\\Lockheed Martin\\Ferrymark backup (UHJlcGFyM0QgdjQ=)"},
+         InUse(L"Prepar3D v4"), "ERROR Prepar3D v4 is in use"},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.log);
