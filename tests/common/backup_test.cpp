@@ -386,8 +386,8 @@ TEST_F(BackupTest, UninstallEntriesGoAsideAndComeBackUnlessALiveNamesakeIsAsNew)
         EXPECT_EQ(Read(live(name), wow32, L"Extra"), back && !(fate == Older && wow32) ? kAbsent : L"live");
     }
     EXPECT_EQ(ReadFile(shield + L"\\setup.ilg"), "log");
-    EXPECT_TRUE(RegistryKey::Exists(HKLM, KeyPath() + L"\\Uninstall32", false)) << "an emptied key stays";
-    EXPECT_TRUE(RegistryKey(HKLM, KeyPath() + L"\\Uninstall32", false).SubKeys().empty());
+    EXPECT_TRUE(RegistryKey::Exists(HKLM, KeyPath() + L"\\Uninstall32", false) &&
+                RegistryKey(HKLM, KeyPath() + L"\\Uninstall32", false).SubKeys().empty()) << "an emptied key stays";
     clean();
     if (!hadParent)
         platform::RemoveTree(PathParent(shield));

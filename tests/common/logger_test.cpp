@@ -1,4 +1,4 @@
-// The log's record layout, level filter, files appended to, and standard output without a file.
+// The log's record layout, level filter and the file appended to.
 #include "app/logger.h"
 #include "support/sandbox.h"
 
@@ -40,13 +40,4 @@ TEST_F(LoggerTest, RecordsAreStampedAlignedFilteredAndAppended) {
                   "FATAL    fatal\r\n" + at + " INFO    one\r\n" + blanks + "two\r\n" + blanks +
                   "\r\n" + blanks + "four\r\n" + at + "DEBUG    debug\r\n" + at +
                   "TRACE    trace\r\n" + at + "ERROR    at the level\r\n");
-    // Without a file the lines go to standard output, until a file opens again.
-    sink.Open(InFolder(L"missing folder\\log.txt"));
-    EXPECT_FALSE(sink.good());
-    testing::internal::CaptureStdout();
-    sink.WriteRecord(Logger::FatalLevel, L"to standard output");
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), at + "FATAL    to standard output\n");
-    sink.Open(InFolder(L"log2.txt"));
-    sink.WriteRecord(Logger::FatalLevel, L"back in a file");
-    EXPECT_EQ(ReadFile(InFolder(L"log2.txt")), at + "FATAL    back in a file\r\n");
 }
