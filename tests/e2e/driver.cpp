@@ -34,23 +34,18 @@ DWORD ProgramRun::WaitForExit(DWORD timeoutMs) const {
 }
 
 HWND ProgramRun::WaitForDialog(const std::wstring& caption, DWORD timeoutMs, int control) const {
-    struct Search { DWORD processId; const std::wstring& caption; int control; HWND found; } search{
-        process ? GetProcessId(process.get()) : 0, caption, control, nullptr};
+    HWND found = nullptr;
     WaitUntil([&] {
-        EnumWindows([](HWND window, LPARAM parameter) -> BOOL {
-            auto& into = *reinterpret_cast<Search*>(parameter);
+        for (HWND window = nullptr; (window = FindWindowExW(nullptr, window, L"#32770", nullptr)) != nullptr;) {
             DWORD owner = 0;
-            wchar_t kind[16] = {};
             GetWindowThreadProcessId(window, &owner);
-            if (owner == into.processId && IsWindowVisible(window) && GetClassNameW(window, kind, 16) > 0 &&
-                std::wstring(kind) == L"#32770" && (into.caption.empty() || WindowText(window) == into.caption) &&
-                (into.control == 0 || GetDlgItem(window, into.control) != nullptr))
-                into.found = window;
-            return TRUE;
-        }, reinterpret_cast<LPARAM>(&search));
-        return search.found != nullptr || !Running();
+            if (process && owner == GetProcessId(process.get()) && IsWindowVisible(window) &&
+                (caption.empty() || WindowText(window) == caption) && (!control || GetDlgItem(window, control)))
+                found = window;
+        }
+        return found != nullptr || !Running();
     }, timeoutMs);
-    return search.found;
+    return found;
 }
 
 std::wstring WindowText(HWND window) {

@@ -42,28 +42,26 @@
                  L"Be sure to keep the list updated."
 #define INSTALLED L"C:\\Program Files\\Kestrane\\Ferrymark"
 #define OURS L"5.0.7.0"
-#ifndef FERRYMARK_NEWER_VERSION
-#define PACKAGES false
+#ifndef FERRYMARK_NEWER_VERSION // the stories of the program alone
 #define FERRYMARK_NEWER_VERSION L""
-#else
-#define PACKAGES true
 #endif
 #define NEWER FERRYMARK_NEWER_VERSION
+#define STUB INSTALL L"\\stub"
 
 namespace {
 
-// Actions: Start (program a, in folder b; the copy in INSTALL unless told); Main (its main dialog in front); Box
-// (caption a or any, OK alone, text b, n 1: b its start, screenshot c); Ok, Escape, CloseBox, Gone (the front window
-// ends); Exit (code n, within a ms or 20 s); NoBox (none of caption a in 2 s); Press, Edit (row n), Type, Select, Shot; Set (HKLM key a,
-// n 1: 32-bit view, b = c ("#1": a number) or b deleted); WriteFile, Erase, OpenAcl (folder a open to all),
-// Recorder (the recording update framework); Hold, Release (a process in folder a); Snap, Unchanged (nothing
-// changes since the snapshot but the items that a matches), Residue; Msiexec (command a, {this} and {newer} the
-// packages, {log} the story's installer log; with /qn it ends with code n); Installed (version a, or none);
+// Actions: Start (program a, in folder b, arguments c; the copy in INSTALL unless told); Main (its main dialog in
+// front); Box (caption a or any, OK alone, text b, n 1: b its start, screenshot c); Ok, Escape, CloseBox, Gone (the
+// front window ends); Exit (code n; in 20 s, with a (msiexec) 4 min); NoBox (none of caption a in 2 s); Press, Edit
+// (row n), Type, Select, Shot; Set (HKLM key a, n 1: 32-bit view, b = c ("#1": a number) or b deleted); WriteFile,
+// Copy (a to b), Erase, OpenAcl (folder a open to all); Hold, Release (a process in folder a); Snap, Unchanged
+// (nothing changes since the snapshot but the items that a matches), Residue; Msiexec (command a, {this} and {newer}
+// the packages, {log} the story's installer log; with /qn it ends with code n); Installed (version a, or none);
 // WineSkip (reason a). Checks wait 20 s (Until 2 min) for their last text: Text, Until, Visible, Enabled (control
 // n); Rows (column n); Combo ('*' the selected); Value (key a, value b); FileIs, Exists, Acl (folder a); Log (n lines
-// match a); LastLog (the last line, n 1: its start); InstallLog (holds a).
+// match a); LastLog (the last line, n 1: its start); InstallLog (holds a). {build} in a is the build folder.
 enum Op { Start, Main, Box, Ok, Escape, CloseBox, Gone, Exit, NoBox, Press, Edit, Type, Select, Shot, Set, WriteFile,
-          Erase, OpenAcl, Recorder, Hold, Release, Snap, Unchanged, Residue, Msiexec, Installed, WineSkip,
+          Copy, Erase, OpenAcl, Hold, Release, Snap, Unchanged, Residue, Msiexec, Installed, WineSkip,
           Text, Until, Visible, Enabled, Rows, Combo, Value, FileIs, Exists, Acl, Log, LastLog, InstallLog };
 struct Step { Op op; int n = 0; const wchar_t *a = nullptr, *b = nullptr, *c = nullptr; };
 enum Machine { Bare, Fresh, Configured, Packaged }; // Fresh: the six simulators, no location confirmed
@@ -152,15 +150,14 @@ protected:
     }
     void Uninstall() const { // the settings first: with a target active the removal would be refused
         platform::registry::DeleteTreeBelowHive(HKLM, L"Software\\Kestrane");
-        for (const wchar_t* package : {L"{this}", L"{newer}"})
-            ProgramRun(L"C:\\windows\\system32\\msiexec.exe", Expand(L"/x \"" + std::wstring(package) + L"\" /qn"))
-                .WaitForExit(240000);
+        for (const wchar_t* command : {L"/x \"{this}\" /qn", L"/x \"{newer}\" /qn"})
+            ProgramRun(L"C:\\windows\\system32\\msiexec.exe", Expand(command)).WaitForExit(240000);
     }
     std::wstring Expand(std::wstring text) const {
-        for (const auto& [name, value] : {std::pair{L"{this}", build + L"\\Ferrymark-" OURS L"-x64.msi"},
+        for (const auto& [name, value] : {std::pair{L"{build}", build},
+                                          {L"{this}", build + L"\\Ferrymark-" OURS L"-x64.msi"},
                                           {L"{newer}", newer + L"\\Ferrymark-" NEWER L"-x64.msi"},
-                                          {L"{log}", LogFile()},
-                                          {L"{programs}", ShellFolder(FOLDERID_CommonPrograms)}})
+                                          {L"{log}", LogFile()}, {L"{programs}", ShellFolder(FOLDERID_CommonPrograms)}})
             if (text.find(name) != std::wstring::npos)
                 text.replace(text.find(name), wcslen(name), value);
         return text;
@@ -186,7 +183,7 @@ void StoryTest::Run(const Step& s) {
     std::vector<std::wstring> texts;
     switch (s.op) {
     case Start:
-        runs.push_back(std::make_unique<ProgramRun>(s.a ? a : INSTALL L"\\Ferrymark.exe", L"", b));
+        runs.push_back(std::make_unique<ProgramRun>(s.a ? a : INSTALL L"\\Ferrymark.exe", s.c ? s.c : L"", b));
         break;
     case Main:
         windows.assign(1, runs.back()->WaitForDialog(L"Ferrymark", 20000, 606));
@@ -212,10 +209,7 @@ void StoryTest::Run(const Step& s) {
         if (windows.size() > 1) // the main dialog's end is seen in its program's
             Run({Gone});
         break;
-    case Exit: // within a (ms) or 20 s
-        EXPECT_EQ(runs.back()->WaitForExit(s.a ? std::stoul(a) : 20000), static_cast<DWORD>(s.n));
-        runs.pop_back();
-        break;
+    case Exit: EXPECT_EQ(runs.back()->WaitForExit(s.a ? 240000 : 20000), static_cast<DWORD>(s.n)); runs.pop_back(); break;
     case NoBox: EXPECT_EQ(runs.back()->WaitForDialog(a, 2000, IDOK), nullptr) << "a box " << Narrow(a); break;
     case Press: PressButton(windows.back(), s.n); break;
     case Edit:
@@ -240,14 +234,15 @@ void StoryTest::Run(const Step& s) {
         std::filesystem::create_directories(a.substr(0, a.rfind(L'\\')));
         EXPECT_TRUE(WriteAll(a, Narrow(b)));
         break;
+    case Copy:
+        std::filesystem::create_directories(b.substr(0, b.rfind(L'\\')));
+        EXPECT_TRUE(CopyFileW(a.c_str(), b.c_str(), FALSE)) << Narrow(a);
+        break;
     case Erase:
         EXPECT_TRUE(FileExists(a)) << Narrow(a);
         RemoveTreeQuietly(a);
         break;
     case OpenAcl: EXPECT_TRUE(SetFolderAccessList(a, L"D:(A;OICI;FA;;;WD)")); break;
-    case Recorder:
-        EXPECT_TRUE(CopyFileW((build + L"\\test-doubles\\WinSparkle.dll").c_str(), INSTALL L"\\WinSparkle.dll", 0));
-        break;
     case Hold:
         holder = std::make_unique<other_process::Holder>(other_process::Hold::WorkingFolder, a);
         ASSERT_TRUE(holder->Started()) << holder->Failure();
@@ -267,7 +262,7 @@ void StoryTest::Run(const Step& s) {
         DeleteFileW(LogFile().c_str());
         runs.push_back(std::make_unique<ProgramRun>(L"C:\\windows\\system32\\msiexec.exe", a));
         if (a.find(L"/qn") != std::wstring::npos)
-            Run({Exit, s.n, L"240000"});
+            Run({Exit, s.n, L"msiexec"});
         break;
     case Installed: { // that version's files, its shortcut and its one entry (64-bit view alone), or nothing at all
         const std::vector<std::wstring> entries = Entries(false);
@@ -343,7 +338,13 @@ std::wstring StoryTest::Read(const Step& s) const {
     }
 }
 
-const Story kStories[] = {
+// The stub as fsx.exe beside language.dll `fixture`, started from a folder with a decoy one: one box naming `name`.
+#define STUB_RUN(name, arguments, shot) {Start, 0, STUB L"\\fsx.exe", STUB L"\\elsewhere", arguments}, \
+    {Box, 0, L"Ferrymark", L"Ferrymark has disabled " name L" to prevent corruption of configuration files.\n\nTo use " \
+     name L", select it as target in Ferrymark.", shot}, {Ok}, {Exit, -1}
+#define STUBBED(fixture, name) {Copy, 0, L"{build}\\bin\\stub-fixtures\\language-" fixture L".dll", \
+    STUB L"\\language.dll"}, STUB_RUN(name, nullptr, nullptr)
+const std::vector<Story> kStories = {
     {"StartLogsEndsThreeWaysAndRefusesASecondStart", Bare, {
         {Start}, {Main}, {Log, 1, START}, {Start},
         {Box, 0, L"Ferrymark", L"Ferrymark is already running.", L"already-running"}, {Ok}, {Exit, 2},
@@ -360,7 +361,8 @@ const Story kStories[] = {
         {Box, 0, L"Ferrymark", L"Uninstall previous version of Ferrymark and restart the program.", L"old-install"},
         {Ok}, {Exit, 1}, {LastLog, 0, L"  FATAL    Old version of Ferrymark installed"}, {Log, 0, L"Appcast URL"}}},
     {"TheUpdateFrameworkIsCalledInOrderAndAnOpenDataFolderIsRestricted", Bare, {
-        {WriteFile, 0, DATA L"\\log.txt", L""}, {OpenAcl, 0, DATA}, {Recorder},
+        {WriteFile, 0, DATA L"\\log.txt", L""}, {OpenAcl, 0, DATA},
+        {Copy, 0, L"{build}\\test-doubles\\WinSparkle.dll", INSTALL L"\\WinSparkle.dll"},
         {Set, 0, SETTINGS L"\\Update", L"AppcastURL", L"https://example.invalid/feed.xml"}, {Start}, {Main}, {Press, 501},
         {Escape}, {Exit, 0},
         {FileIs, 0, INSTALL L"\\winsparkle-calls.txt", L"win_sparkle_set_registry_path Software\\Kestrane\\Ferrymark\\Update\n"
@@ -432,6 +434,17 @@ const Story kStories[] = {
         {Erase, 0, P3D4 L"\\Prepar3D.exe"}, {Start}, {Main}, {Select, 0, L"Prepar3D v4"}, {Press, 605},
         {Box, 1, L"Ferrymark", L"An unexpected error has occurred.\n\nError details:\ncopy_file: ", L"unexpected-error"},
         {Ok}, {Exit, 1}, {LastLog, 1, L"  FATAL    Unexpected error: copy_file: "}}},
+    // Only the language.dll beside the stub may name the simulator; the stub ends with status -1.
+    {"TheLauncherStubNamesTheSimulatorOfItsLanguageDllTwiceAndFails", Bare, {
+        {Copy, 0, L"{build}\\bin\\" FERRYMARK_STUB_FILE_NAME, STUB L"\\fsx.exe"},
+        {Copy, 0, L"{build}\\bin\\stub-fixtures\\language-unversioned.dll", STUB L"\\elsewhere\\language.dll"},
+        STUBBED("10.3.7.9", L"Flight Simulator X"), STUB_RUN(L"Flight Simulator X", L"-cfg:\"C:\\other\\fsx.cfg\" "
+                                                                L"language.dll /restore --target \"Prepar3D v5\"",
+                                                     L"stub-flight-simulator-x"),
+        STUBBED("1", L"Prepar3D v1"), STUBBED("2", L"Prepar3D v2"), STUBBED("3", L"Prepar3D v3"),
+        STUBBED("4.5.0.0", L"Prepar3D v4"), STUBBED("5", L"Prepar3D v5"), STUBBED("file3-product5", L"Prepar3D v3"),
+        STUBBED("6", L"this simulator"), STUBBED("11", L"this simulator"), STUBBED("unversioned", L"this simulator"),
+        {Erase, 0, STUB L"\\language.dll"}, STUB_RUN(L"this simulator", nullptr, nullptr)}},
 };
 
 // The package installed, a target active or not, and what the program leaves in its data folder.
@@ -444,7 +457,7 @@ const Story kStories[] = {
                         L"To remove Ferrymark, open Ferrymark, press Deactivate and then remove it."
 #define REFUSED_DOWNGRADE L"A newer version of Ferrymark is already installed."
 #define REFUSED 1603
-const Story kPackageStories[] = {
+const std::vector<Story> kPackageStories = {
     // Started as its shortcut does, it finds its manual: About, posted behind it, stands with no "Missing manual".
     // The uninstall leaves the data folder with its log and the settings key that the program wrote.
     {"install", Packaged, {
@@ -463,7 +476,7 @@ const Story kPackageStories[] = {
         PACKAGED("this", L"#1"), {Snap}, {Msiexec, REFUSED, L"/x \"{this}\" /qn"}, {Unchanged}, {Installed, 0, OURS}}},
     {"package_refused_removal_box", Packaged, {
         PACKAGED("this", L"#1"), {Snap}, {Msiexec, 0, L"/x \"{this}\""}, {Box, 0, nullptr, REFUSED_REMOVAL}, {Ok},
-        {Exit, REFUSED, L"240000"}, {Unchanged}, {Installed, 0, OURS}}},
+        {Exit, REFUSED, L"msiexec"}, {Unchanged}, {Installed, 0, OURS}}},
     {"package_refused_removal_log", Packaged, {
         {WineSkip, 0, L"Wine's installer shows a failed launch condition's text in full UI only, and writes it to no log"},
         PACKAGED("this", L"#1"), {Snap}, {Msiexec, REFUSED, L"/x \"{this}\" /qn /l*v \"{log}\""},
@@ -477,7 +490,7 @@ const Story kPackageStories[] = {
         PACKAGED("newer", L"#0"), {Snap}, {Msiexec, REFUSED, L"/i \"{this}\" /qn"}, {Unchanged}, {Installed, 0, NEWER}}},
     {"package_downgrade_refused_box", Packaged, {
         PACKAGED("newer", L"#0"), {Snap}, {Msiexec, 0, L"/i \"{this}\""}, {Box, 0, nullptr, REFUSED_DOWNGRADE}, {Ok},
-        {Exit, REFUSED, L"240000"}, {Unchanged}, {Installed, 0, NEWER}}},
+        {Exit, REFUSED, L"msiexec"}, {Unchanged}, {Installed, 0, NEWER}}},
     {"package_repair", Packaged, {
         PACKAGED("this", L"#1"), {Erase, 0, INSTALLED L"\\Ferrymark.exe"}, {Erase, 0, INSTALLED L"\\Manual.pdf"}, {Snap},
         {Msiexec, 0, L"/i \"{this}\" REINSTALL=ALL REINSTALLMODE=amus /qn"}, {Unchanged, 0, ELSEWHERE},
@@ -499,6 +512,5 @@ TEST_P(StoryTest, Runs) {
 }
 
 // The installer's build of these stories runs the package stories alone, after the package is built.
-INSTANTIATE_TEST_SUITE_P(Stories, StoryTest, ::testing::ValuesIn(PACKAGES ? std::vector<Story>(std::begin(kPackageStories),
-                             std::end(kPackageStories)) : std::vector<Story>(std::begin(kStories), std::end(kStories))),
+INSTANTIATE_TEST_SUITE_P(Stories, StoryTest, ::testing::ValuesIn(NEWER[0] != L'\0' ? kPackageStories : kStories),
                          [](const ::testing::TestParamInfo<Story>& row) { return row.param.name; });
