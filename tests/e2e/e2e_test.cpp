@@ -15,7 +15,6 @@
 #include <gtest/gtest.h>
 
 #include <commctrl.h>
-#include <objbase.h>
 #include <shlobj.h>
 #include <shobjidl.h>
 
