@@ -15,61 +15,43 @@ ProgramRun::ProgramRun(const std::wstring& program, const std::wstring& argument
     if (CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, folder.c_str(),
                        &startup, &info)) {
         CloseHandle(info.hThread);
-        process = info.hProcess;
-        processId = info.dwProcessId;
+        process.reset(info.hProcess);
     }
 }
 
 ProgramRun::~ProgramRun() {
-    if (Running() && TerminateProcess(process, 99))
-        WaitForSingleObject(process, 5000);
-    if (process != nullptr)
-        CloseHandle(process);
+    if (Running() && TerminateProcess(process.get(), 99))
+        WaitForSingleObject(process.get(), 5000);
 }
 
-bool ProgramRun::Running() const { return process != nullptr && WaitForSingleObject(process, 0) == WAIT_TIMEOUT; }
+bool ProgramRun::Running() const { return process && WaitForSingleObject(process.get(), 0) == WAIT_TIMEOUT; }
 
 DWORD ProgramRun::WaitForExit(DWORD timeoutMs) const {
     DWORD code = STILL_ACTIVE;
-    if (process != nullptr && WaitForSingleObject(process, timeoutMs) == WAIT_OBJECT_0)
-        GetExitCodeProcess(process, &code);
+    if (process && WaitForSingleObject(process.get(), timeoutMs) == WAIT_OBJECT_0)
+        GetExitCodeProcess(process.get(), &code);
     return code;
 }
 
 HWND ProgramRun::WaitForDialog(const std::wstring& caption, DWORD timeoutMs, int control) const {
     HWND found = nullptr;
     WaitUntil([&] {
-        for (HWND window : TopLevelWindows(processId))
-            if (ClassName(window) == L"#32770" && WindowText(window) == caption &&
-                (control == 0 || GetDlgItem(window, control) != nullptr))
+        for (HWND window = nullptr; (window = FindWindowExW(nullptr, window, L"#32770", nullptr)) != nullptr;) {
+            DWORD owner = 0;
+            GetWindowThreadProcessId(window, &owner);
+            if (process && owner == GetProcessId(process.get()) && IsWindowVisible(window) &&
+                (caption.empty() || WindowText(window) == caption) && (!control || GetDlgItem(window, control)))
                 found = window;
+        }
         return found != nullptr || !Running();
     }, timeoutMs);
     return found;
-}
-
-std::vector<HWND> TopLevelWindows(DWORD processId) {
-    std::pair<DWORD, std::vector<HWND>> search{processId, {}};
-    EnumWindows([](HWND window, LPARAM parameter) -> BOOL {
-        auto* into = reinterpret_cast<std::pair<DWORD, std::vector<HWND>>*>(parameter);
-        DWORD owner = 0;
-        GetWindowThreadProcessId(window, &owner);
-        if (owner == into->first && IsWindowVisible(window))
-            into->second.push_back(window);
-        return TRUE;
-    }, reinterpret_cast<LPARAM>(&search));
-    return search.second;
 }
 
 std::wstring WindowText(HWND window) {
     wchar_t buffer[1024] = {};
     SendMessageTimeoutW(window, WM_GETTEXT, 1024, reinterpret_cast<LPARAM>(buffer), SMTO_BLOCK, 5000, nullptr);
     return buffer;
-}
-
-std::wstring ClassName(HWND window) {
-    wchar_t buffer[256] = {};
-    return GetClassNameW(window, buffer, 256) > 0 ? buffer : L"";
 }
 
 std::wstring MessageBoxText(HWND box) { // its static control with the system's identifier
@@ -105,16 +87,17 @@ void SendThroughProcess(HWND window, UINT message, WPARAM wParam, void* data, st
                         std::size_t pointerAt = 0, std::size_t pointsTo = 0) {
     DWORD processId = 0;
     GetWindowThreadProcessId(window, &processId);
-    HANDLE process = OpenProcess(PROCESS_VM_OPERATION | PROCESS_VM_READ | PROCESS_VM_WRITE, FALSE, processId);
-    auto* remote = static_cast<char*>(VirtualAllocEx(process, nullptr, size, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE));
+    const platform::win32::UniqueHandle process(
+        OpenProcess(PROCESS_VM_OPERATION | PROCESS_VM_READ | PROCESS_VM_WRITE, FALSE, processId));
+    auto* remote =
+        static_cast<char*>(VirtualAllocEx(process.get(), nullptr, size, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE));
     char* const target = remote + pointsTo;
     if (pointsTo != 0)
         std::memcpy(static_cast<char*>(data) + pointerAt, &target, sizeof target);
-    WriteProcessMemory(process, remote, data, size, nullptr);
+    WriteProcessMemory(process.get(), remote, data, size, nullptr);
     SendMessageW(window, message, wParam, reinterpret_cast<LPARAM>(remote));
-    ReadProcessMemory(process, remote, data, size, nullptr);
-    VirtualFreeEx(process, remote, 0, MEM_RELEASE);
-    CloseHandle(process);
+    ReadProcessMemory(process.get(), remote, data, size, nullptr);
+    VirtualFreeEx(process.get(), remote, 0, MEM_RELEASE);
 }
 } // namespace
 
@@ -160,18 +143,17 @@ void Screenshot(HWND window, const std::wstring& name) {
     RedrawWindow(window, nullptr, nullptr, RDW_INVALIDATE | RDW_UPDATENOW | RDW_ALLCHILDREN);
     Sleep(300);
     // The pixels as they stand on the screen, bottom row first, 24 bits each.
-    HDC screen = GetDC(nullptr), memory = CreateCompatibleDC(screen);
-    HBITMAP bitmap = CreateCompatibleBitmap(screen, width, height);
-    HGDIOBJ previous = SelectObject(memory, bitmap);
-    BitBlt(memory, 0, 0, width, height, screen, bounds.left, bounds.top, SRCCOPY);
-    SelectObject(memory, previous);
+    HDC screen = GetDC(nullptr);
+    const platform::win32::UniqueMemoryDc memory(CreateCompatibleDC(screen));
+    const platform::win32::UniqueGdiObject<HBITMAP> bitmap(CreateCompatibleBitmap(screen, width, height));
+    HGDIOBJ previous = SelectObject(memory.get(), bitmap.get());
+    BitBlt(memory.get(), 0, 0, width, height, screen, bounds.left, bounds.top, SRCCOPY);
+    SelectObject(memory.get(), previous);
+    ReleaseDC(nullptr, screen);
     BITMAPINFOHEADER header{sizeof header, width, height, 1, 24, BI_RGB, 0, 0, 0, 0, 0};
     std::string pixels(((static_cast<std::size_t>(width) * 3 + 3) / 4) * 4 * static_cast<std::size_t>(height), '\0');
-    GetDIBits(memory, bitmap, 0, static_cast<UINT>(height), pixels.data(), reinterpret_cast<BITMAPINFO*>(&header),
-              DIB_RGB_COLORS);
-    DeleteObject(bitmap);
-    DeleteDC(memory);
-    ReleaseDC(nullptr, screen);
+    GetDIBits(memory.get(), bitmap.get(), 0, static_cast<UINT>(height), pixels.data(),
+              reinterpret_cast<BITMAPINFO*>(&header), DIB_RGB_COLORS);
     BITMAPFILEHEADER file{0x4D42, 0, 0, 0, sizeof file + sizeof header};
     file.bfSize = file.bfOffBits + static_cast<DWORD>(pixels.size());
     WriteAll(folder + L"\\" + name + L".bmp", std::string(reinterpret_cast<const char*>(&file), sizeof file) +

@@ -2,6 +2,7 @@
 // text, presses their buttons and takes screenshots.
 #pragma once
 
+#include "platform/win32/unique_handle.h"
 #include "support/file_bytes.h"
 
 #include <windows.h>
@@ -14,22 +15,16 @@ class ProgramRun { // starts `program` (in its own folder unless told), ends it 
 public:
     explicit ProgramRun(const std::wstring& program, const std::wstring& arguments = L"", std::wstring folder = L"");
     ~ProgramRun();
-    ProgramRun(const ProgramRun&) = delete;
-    ProgramRun& operator=(const ProgramRun&) = delete;
-    DWORD Id() const { return processId; }
     bool Running() const;
-    // A visible dialog of this caption (with control `control` unless 0); null on timeout or exit.
+    // A visible dialog of this caption (any if empty; with control `control` unless 0); null on timeout or exit.
     HWND WaitForDialog(const std::wstring& caption, DWORD timeoutMs = 20000, int control = 0) const;
     DWORD WaitForExit(DWORD timeoutMs = 20000) const; // STILL_ACTIVE on timeout
 
 private:
-    HANDLE process = nullptr;
-    DWORD processId = 0;
+    platform::win32::UniqueHandle process;
 };
 
-std::vector<HWND> TopLevelWindows(DWORD processId); // the visible ones
 std::wstring WindowText(HWND window);
-std::wstring ClassName(HWND window);
 std::wstring MessageBoxText(HWND box);
 void PressButton(HWND dialog, int id);
 void PostKey(HWND window, UINT virtualKey); // through the queue, as a keyboard would
