@@ -5,17 +5,20 @@
 #include "platform/resources.h"
 
 #include <algorithm>
+#include <fstream>
+#include <sstream>
 #include <stdexcept>
 
 namespace reg = platform::registry;
 
 namespace {
 
-// The keys of the test (below Software), the program's and the simulators'.
+// The keys of the test (below Software), the program's and the simulators', and the Uninstall entries that tests
+// make in the machine's own key.
 void DeleteKeys(const std::wstring& testKeys) {
     const std::pair<const wchar_t*, std::wstring> trees[] = {
         {L"Software", testKeys},
-        {L"Software\\Kestrane\\Ferrymark", L"Simulators"},
+        {L"Software", L"Kestrane"},
         {L"Software\\Microsoft\\Microsoft Games", L"Flight Simulator"},
         {L"Software", L"LockheedMartin"},
         {L"Software", L"Lockheed Martin"}};
@@ -26,6 +29,12 @@ void DeleteKeys(const std::wstring& testKeys) {
                     reg::DeleteTree(key, child);
                     reg::CloseKey(key);
                 }
+    for (bool wow32 : {false, true}) {
+        const RegistryKey uninstall(RegistryHive::LocalMachine, L"Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall", wow32);
+        for (const std::wstring& name : uninstall.SubKeys())
+            if (name.rfind(L"FerrymarkTest.", 0) == 0)
+                reg::DeleteTree(uninstall.Handle(), name);
+    }
 }
 
 } // namespace
@@ -43,6 +52,15 @@ void SandboxTest::TearDown() {
     Logger::SetLevel(L"Info");
     DeleteKeys(keyPath.substr(9));
     RemoveSandboxFolder(folder);
+}
+
+std::string SandboxTest::ReadFile(const std::wstring& path) {
+    std::ifstream in;
+    platform::OpenInputStream(in, path);
+    std::ostringstream bytes;
+    if (in)
+        bytes << in.rdbuf();
+    return bytes.str();
 }
 
 void SandboxTest::MakeFolder(const std::wstring& path) {

@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <cwchar>
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
 #include <sys/stat.h>
 
@@ -28,11 +27,6 @@ void RemoveSandboxFolder(const std::wstring&) {
     platform::posix::CloseRegistryStore();
     if (root.rfind("/tmp/ferrymark-test-", 0) == 0)
         std::system(("rm -rf '" + root + "'").c_str());
-}
-
-std::string SandboxTest::ReadFile(const std::wstring& path) {
-    std::ifstream in(Host(path), std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 void SandboxTest::WriteFile(const std::wstring& path, const std::string& bytes) {

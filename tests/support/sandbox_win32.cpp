@@ -26,10 +26,6 @@ void RemoveSandboxFolder(const std::wstring& folder) {
     platform::RemoveTree(folder);
 }
 
-std::string SandboxTest::ReadFile(const std::wstring& path) {
-    return ReadAll(path);
-}
-
 void SandboxTest::WriteFile(const std::wstring& path, const std::string& bytes) {
     if (!WriteAll(path, bytes))
         throw std::runtime_error("cannot write " + Narrow(path));

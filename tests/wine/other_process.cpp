@@ -2,20 +2,24 @@
 // named events.
 #include "support/other_process.h"
 
+#include "platform/win32/unique_handle.h"
+
 #include <windows.h>
 
 namespace other_process {
 
+using platform::win32::UniqueHandle;
+
 struct OtherProcess {
-    HANDLE process, stop;
+    UniqueHandle process, stop;
 };
 
 OtherProcess* StartHolder(Hold how, const std::wstring& path, const std::wstring& as, std::string& why) {
     static unsigned counter = 0;
     const std::wstring stem = L"FerrymarkHolder-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
                               std::to_wstring(++counter);
-    HANDLE ready = CreateEventW(nullptr, TRUE, FALSE, (stem + L"-ready").c_str());
-    HANDLE stop = CreateEventW(nullptr, TRUE, FALSE, (stem + L"-stop").c_str());
+    const UniqueHandle ready(CreateEventW(nullptr, TRUE, FALSE, (stem + L"-ready").c_str()));
+    UniqueHandle stop(CreateEventW(nullptr, TRUE, FALSE, (stem + L"-stop").c_str()));
     wchar_t own[MAX_PATH + 1] = {};
     std::wstring program(own, GetModuleFileNameW(nullptr, own, MAX_PATH));
     program.replace(program.find_last_of(L'\\') + 1, std::wstring::npos, L"backup_holder.exe");
@@ -31,31 +35,25 @@ OtherProcess* StartHolder(Hold how, const std::wstring& path, const std::wstring
     if (CreateProcessW(nullptr, &command[0], nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
                        &started)) {
         CloseHandle(started.hThread);
-        HANDLE waits[2] = {ready, started.hProcess};
+        HANDLE waits[2] = {ready.get(), started.hProcess};
         woke = WaitForMultipleObjects(2, waits, FALSE, 30000);
     }
-    CloseHandle(ready);
+    UniqueHandle process(started.hProcess);
     if (woke == WAIT_OBJECT_0)
-        return new OtherProcess{started.hProcess, stop};
-    if (started.hProcess != nullptr) {
-        GetExitCodeProcess(started.hProcess, &code);
-        TerminateProcess(started.hProcess, 1);
-        CloseHandle(started.hProcess);
-    }
+        return new OtherProcess{std::move(process), std::move(stop)};
+    if (process && GetExitCodeProcess(process.get(), &code))
+        TerminateProcess(process.get(), 1);
     why = "the holder could not start or take hold (error " + std::to_string(GetLastError()) +
           ", exit code " + std::to_string(code) + ")";
-    CloseHandle(stop);
     return nullptr;
 }
 
 void StopHolder(OtherProcess* process) {
     if (process == nullptr)
         return;
-    SetEvent(process->stop);
-    if (WaitForSingleObject(process->process, 30000) != WAIT_OBJECT_0)
-        TerminateProcess(process->process, 1);
-    CloseHandle(process->process);
-    CloseHandle(process->stop);
+    SetEvent(process->stop.get());
+    if (WaitForSingleObject(process->process.get(), 30000) != WAIT_OBJECT_0)
+        TerminateProcess(process->process.get(), 1);
     delete process;
 }
 

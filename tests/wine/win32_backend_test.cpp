@@ -1,4 +1,4 @@
-// What only Windows shows: backup names' code page, the mutex, sharing, a patched program that runs.
+// What only Windows shows: backup names' code page, the mutex, a patched program that runs.
 #include "app/machine.h"
 #include "engine/backup.h"
 #include "engine/embedded_resources.h"
@@ -11,23 +11,12 @@
 
 using Win32BackendTest = SandboxTest;
 
-TEST_F(Win32BackendTest, BackupNamesTheMutexAndTheResources) {
+TEST_F(Win32BackendTest, BackupNamesTheMutexAndAPatchedProgram) {
     EXPECT_FALSE(IsAlreadyRunning());
     EXPECT_TRUE(IsAlreadyRunning()) << "the first call keeps its handle open";
     HANDLE probe = OpenMutexW(SYNCHRONIZE, FALSE, L"{1c9627d4-94bb-4214-860f-abeda9727cda}");
     EXPECT_NE(probe, nullptr) << "a named mutex other programs can see";
     CloseHandle(probe);
-    // ExtractResource writes past a holder only if it shares writing.
-    const std::wstring target = InFolder(L"exe.xml");
-    for (const DWORD share : {DWORD{FILE_SHARE_READ | FILE_SHARE_WRITE}, DWORD{FILE_SHARE_READ}}) {
-        WriteFile(target, "old");
-        HANDLE holder =
-            CreateFileW(target.c_str(), GENERIC_READ, share, nullptr, OPEN_EXISTING, 0, nullptr);
-        const bool writes = (share & FILE_SHARE_WRITE) != 0;
-        EXPECT_EQ(ExtractResource(IDR_SIMBASE_V1_EXE, target, platform::ResourceType::RcData), writes);
-        CloseHandle(holder);
-        EXPECT_EQ(ReadFile(target).substr(0, 5), writes ? "<?xml" : "old") << share;
-    }
     // A patched program still runs to its end (status 7).
     std::wstring program = InFolder(L"fsx.exe");
     WriteFile(program, ReadFile(Wide(FERRYMARK_RESOURCE_IMAGES "/versioned.exe")));
