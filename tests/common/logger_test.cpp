@@ -31,7 +31,6 @@ TEST_F(LoggerTest, RecordsAreStampedAlignedFilteredAndAppended) {
         if (level != nullptr)
             sink.ApplyLevel(level);
         sink.WriteRecord(recordLevel, text);
-        EXPECT_EQ(sink.TimeWidth() + sink.LevelWidth() > 0, clockReads > 0) << "dropped: no work";
     }
     EXPECT_EQ(clockReads, 8) << "one clock reading per record that passes the filter";
     const std::string at = "03.02.2021 04:05:06  ", blanks(30, ' ');

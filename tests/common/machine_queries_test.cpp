@@ -47,7 +47,6 @@ TEST_F(MachineQueriesTest, TheFileVersionAndRunningCopiesByTheirWholeBareNameInA
     const std::wstring run =
         std::to_wstring(std::chrono::steady_clock::now().time_since_epoch().count());
     const std::wstring name = L"MQ-Sleeper-" + run + L".exe", path = InFolder(name);
-    EXPECT_FALSE(IsProcessRunning(name, true)) << "not started yet";
     {
         other_process::Holder copy(other_process::Hold::WorkingFolder, Folder(), path);
         ASSERT_TRUE(copy.Started()) << copy.Failure();

@@ -263,8 +263,7 @@ TEST_F(MachineSwitchTest, DisableTowardsNothingAndBackupOnTheirOwn) {
     const std::shared_ptr<GenericSimulator> v4 = host->simulators[4];
     // Towards its own kind, or towards nothing, nothing happens.
     MachineSnapshot before = TakeSnapshot();
-    EXPECT_FALSE(v4->Disable(v4));
-    EXPECT_FALSE(fsx.Disable(nullptr));
+    EXPECT_FALSE(v4->Disable(v4) || fsx.Disable(nullptr));
     EXPECT_EQ(Changed(before), "");
 
     // An absent slot, or one with nothing to copy, gets no folder; a second backup keeps the first copies.
@@ -312,10 +311,7 @@ TEST_F(MachineSwitchTest, OtherFoldersStoredLocationsAndFilesComeThroughARoundTr
                       (d.after == L"REG_SZ: C:\\Program Files\\Lockheed Martin\\Prepar3D v4\\" ||
                        d.after == L"REG_SZ: C:/Program Files/Lockheed Martin/Prepar3D v5\\" ||
                        d.after == L"REG_SZ: C:\\Games\\Prepar3D v2\\");
-           }}},
-         [&] {
-             EXPECT_EQ(LogMatching({"TRACE ExtractResource " + Narrow(gone) + "\\Prepar3D.exe"}).size(), 1u);
-         }},
+           }}}},
         // An old backup beside a data folder keeps that folder in place; one beside the InstallShield folder goes.
         {"backups left beside a data folder and the InstallShield folder, and an empty launch list", {}, [&] {
              MakeFolder(kSimulators[0].dataAside);

@@ -183,5 +183,3 @@ std::wstring Environment(const wchar_t* name) {
     const DWORD length = GetEnvironmentVariableW(name, buffer, 4096);
     return length > 0 && length < 4096 ? std::wstring(buffer, length) : std::wstring();
 }
-
-bool UnderWine() { return GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr; }

@@ -39,4 +39,3 @@ void SetScreenshotFolder(const std::wstring& folder);
 bool FileExists(const std::wstring& path);
 void RemoveTreeQuietly(const std::wstring& path);
 std::wstring Environment(const wchar_t* name);
-bool UnderWine();

@@ -49,6 +49,8 @@
 
 namespace {
 
+using other_process::RunningUnderWine;
+
 // Actions: Start (program a, in folder b, arguments c; the copy in INSTALL unless told); Main (its main dialog in
 // front); Box (caption a or any, OK alone, text b, n 1: b its start, screenshot c); Ok, Escape, CloseBox, Gone (the
 // front window ends); Exit (code n; in 20 s, with a (msiexec) 4 min); NoBox (none of caption a in 2 s); Press, Edit
@@ -87,7 +89,7 @@ std::wstring ShellFolder(REFKNOWNFOLDERID id) {
 // Under Wine the shortcut is read where Wine puts it (the story shortcut_scope is skipped there).
 std::wstring ShortcutFile() {
     const std::wstring common = ShellFolder(FOLDERID_CommonPrograms) + L"\\Ferrymark.lnk";
-    return !FileExists(common) && UnderWine() ? ShellFolder(FOLDERID_Programs) + L"\\Ferrymark.lnk" : common;
+    return !FileExists(common) && RunningUnderWine() ? ShellFolder(FOLDERID_Programs) + L"\\Ferrymark.lnk" : common;
 }
 std::wstring ReadShortcut(const std::wstring& file) { // what it starts, "|", in which folder
     platform::win32::UniqueCom<IShellLinkW> link;
@@ -115,7 +117,7 @@ class StoryTest : public ::testing::TestWithParam<Story> {
 protected:
     void SetUp() override {
         ASSERT_EQ(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_OK);
-        if (UnderWine() && Environment(L"DISPLAY").empty())
+        if (RunningUnderWine() && Environment(L"DISPLAY").empty())
             GTEST_SKIP() << "no X display for the program's windows under Wine: run under xvfb-run";
         build = Environment(L"FERRYMARK_BUILD");
         newer = Environment(L"FERRYMARK_NEWER_BUILD");
@@ -284,7 +286,7 @@ void StoryTest::Run(const Step& s) {
         break;
     }
     case WineSkip:
-        if (UnderWine())
+        if (RunningUnderWine())
             GTEST_SKIP() << Narrow(a);
         break;
     default: { // a check
