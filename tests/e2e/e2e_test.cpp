@@ -458,6 +458,9 @@ const std::vector<Story> kStories = {
                         L"To remove Ferrymark, open Ferrymark, press Deactivate and then remove it."
 #define REFUSED_DOWNGRADE L"A newer version of Ferrymark is already installed."
 #define REFUSED 1603
+// Its program and manual deleted, then repaired by that command: the settings and the data folder stay.
+#define REPAIRED_BY(command) PACKAGED("this", L"#1"), {Erase, 0, INSTALLED L"\\Ferrymark.exe"}, \
+    {Erase, 0, INSTALLED L"\\Manual.pdf"}, {Snap}, {Msiexec, 0, command}, {Unchanged, 0, ELSEWHERE}, {Installed, 0, OURS}
 const std::vector<Story> kPackageStories = {
     // Started as its shortcut does, it finds its manual: About, posted behind it, stands with no "Missing manual".
     // The uninstall leaves the data folder with its log and the settings key that the program wrote.
@@ -492,15 +495,11 @@ const std::vector<Story> kPackageStories = {
     {"package_downgrade_refused_box", Packaged, {
         PACKAGED("newer", L"#0"), {Snap}, {Msiexec, 0, L"/i \"{this}\""}, {Box, 0, nullptr, REFUSED_DOWNGRADE}, {Ok},
         {Exit, REFUSED, L"msiexec"}, {Unchanged}, {Installed, 0, NEWER}}},
-    {"package_repair", Packaged, {
-        PACKAGED("this", L"#1"), {Erase, 0, INSTALLED L"\\Ferrymark.exe"}, {Erase, 0, INSTALLED L"\\Manual.pdf"}, {Snap},
-        {Msiexec, 0, L"/i \"{this}\" REINSTALL=ALL REINSTALLMODE=amus /qn"}, {Unchanged, 0, ELSEWHERE},
-        {Installed, 0, OURS}}},
+    {"package_repair", Packaged, {REPAIRED_BY(L"/i \"{this}\" REINSTALL=ALL REINSTALLMODE=amus /qn")}},
     {"package_repair_fa", Packaged, {
         {WineSkip, 0, L"Wine's msiexec /f passes the package's path to MsiReinstallProduct, which takes a product code, "
                       L"and has no repair by product code; the same repair by REINSTALL=ALL is the story package_repair"},
-        PACKAGED("this", L"#1"), {Erase, 0, INSTALLED L"\\Ferrymark.exe"}, {Erase, 0, INSTALLED L"\\Manual.pdf"}, {Snap},
-        {Msiexec, 0, L"/fa \"{this}\" /qn"}, {Unchanged, 0, ELSEWHERE}, {Installed, 0, OURS}}},
+        REPAIRED_BY(L"/fa \"{this}\" /qn")}},
 };
 
 } // namespace
