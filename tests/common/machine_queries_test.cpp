@@ -6,7 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <chrono>
+#include <cstdint>
+#include <random>
 
 using Names = std::vector<std::wstring>;
 using MachineQueriesTest = SandboxTest;
@@ -42,16 +43,16 @@ TEST_F(MachineQueriesTest, TheFileVersionAndRunningCopiesByTheirWholeBareNameInA
     EXPECT_EQ(GetFileVersionText(InFolder(L"versioned.exe")), L"10.0.65535.1");
     EXPECT_EQ(GetFileVersionText(InFolder(L"unversioned.dll")), L"");
 
-    // A copy of a holding program with a name of this run alone, longer than the 15 characters of
-    // a POSIX short name.
-    const std::wstring run =
-        std::to_wstring(std::chrono::steady_clock::now().time_since_epoch().count());
-    const std::wstring name = L"MQ-Sleeper-" + run + L".exe", path = InFolder(name);
+    // A copy of a holding program under a name of this run alone, longer than the 15 characters of a
+    // POSIX short name, and this run's in those 15 too: another run's copy never answers for it.
+    std::mt19937_64 random(std::random_device{}());
+    const std::wstring run = std::to_wstring(std::uniform_int_distribution<std::uint64_t>(1e12, 1e13 - 1)(random));
+    const std::wstring name = L"MQ" + run + L"-Sleeper.exe", path = InFolder(name);
     {
         other_process::Holder copy(other_process::Hold::WorkingFolder, Folder(), path);
         ASSERT_TRUE(copy.Started()) << copy.Failure();
         EXPECT_TRUE(IsProcessRunning(name, false)) << "one running copy";
-        EXPECT_TRUE(IsProcessRunning(L"mq-sLEEPER-" + run + L".EXE", false)) << "case is ignored";
+        EXPECT_TRUE(IsProcessRunning(L"mq" + run + L"-sLEEPER.EXE", false)) << "case is ignored";
         for (const std::wstring& part : {path, name.substr(0, 15), name.substr(1)})
             EXPECT_FALSE(IsProcessRunning(part, true))
                 << "a path, a prefix or a suffix: " << Narrow(part);
