@@ -10,11 +10,7 @@
 #include <windows.h>
 
 #ifdef FERRYMARK_SAME_LIBRARIES
-#include <commctrl.h>
-#include <objbase.h>
-#include <shlobj.h>
-#include <uxtheme.h>
-#include <winver.h>
+#include "program_libraries.h"
 #endif
 
 namespace {
@@ -41,19 +37,8 @@ INT_PTR CALLBACK DialogProcedure(HWND dialog, UINT message, WPARAM wParam, LPARA
 
 int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int) {
 #ifdef FERRYMARK_SAME_LIBRARIES
-    // One function of each library that the program imports beyond this one's, so
-    // that the loader maps them all, as it does for the program.
-    static void* const volatile imports[] = {
-        reinterpret_cast<void*>(&RegOpenKeyExW),          reinterpret_cast<void*>(&GetStockObject),
-        reinterpret_cast<void*>(&SHGetKnownFolderPath),   reinterpret_cast<void*>(&OpenThemeData),
-        reinterpret_cast<void*>(&GetFileVersionInfoSizeW), reinterpret_cast<void*>(&CoTaskMemFree)};
-    if (imports[0] == nullptr)
+    if (!StartLikeTheProgram(true))
         return 1;
-    SetProcessDPIAware();
-    InitCommonControls();
-    INITCOMMONCONTROLSEX controls{sizeof controls, ICC_STANDARD_CLASSES};
-    InitCommonControlsEx(&controls);
-    CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
 #endif
     return static_cast<int>(DialogBoxParamW(instance, MAKEINTRESOURCEW(1), nullptr, DialogProcedure, 0));
 }

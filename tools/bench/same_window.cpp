@@ -1,13 +1,15 @@
 // The third reference of the start measurement: the program's main window and
 // nothing else. The same libraries, manifest, Common Controls and DPI calls as the
-// program, the program's own resource script and window classes, and the same
-// steps to build the window (icon, menu, theme, the list's header font, colour
-// and columns, six rows, the targets' combo box with its three bitmaps, the
-// columns sized after a paint, the button's text), with the rows' texts written
-// out here. What it leaves out is the program's own start-up: the single-instance
-// mutex, the settings, the data folder and its access list, the log and its
-// rotation, the old-install test, the update framework and the six records' reads.
-// Ferrymark.exe against it is that start-up alone.
+// program (which does not initialise COM at its start), the program's own resource
+// script and window classes, and the same steps to build the window (icon, menu,
+// theme, the list's header font, colour and columns, six rows, the targets' combo
+// box with its three bitmaps, the columns sized after a paint, the button's text),
+// with the rows' texts written out here. What it leaves out is the program's own
+// start-up: the single-instance mutex, the settings, the data folder and its
+// access list, the log and its rotation, the old-install test, the update
+// framework and the six records' reads. Ferrymark.exe against it is that start-up
+// alone.
+#include "program_libraries.h"
 #include "resources/resource.h"
 #include "ui/button.h"
 #include "ui/combo_box.h"
@@ -18,7 +20,6 @@
 #include <windows.h>
 
 #include <commctrl.h>
-#include <objbase.h>
 #include <vssym32.h>
 
 #include <cmath>
@@ -135,11 +136,8 @@ private:
 } // namespace
 
 int WINAPI wWinMain(HINSTANCE, HINSTANCE, PWSTR, int) {
-    SetProcessDPIAware();
-    InitCommonControls();
-    INITCOMMONCONTROLSEX controls{sizeof controls, ICC_STANDARD_CLASSES};
-    InitCommonControlsEx(&controls);
-    CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+    if (!StartLikeTheProgram(false))
+        return 1;
     WindowOnly window;
     if (window.Create(nullptr, IDD_MAIN, false) == nullptr)
         return 1;
