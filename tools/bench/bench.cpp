@@ -165,7 +165,7 @@ void FreshMachine(SixSimulatorMachine& machine, int run) {
 
 // After the last run: the machine goes under Wine; natively the runs' roots stay
 // for the caller to remove (see FreshMachine).
-void RemoveMachines(SixSimulatorMachine& machine) {
+void EndMachines(SixSimulatorMachine& machine) {
     Logger::Instance().close();
 #ifdef _WIN32
     machine.Remove();
@@ -250,7 +250,7 @@ int MeasureSwitch(int runs, const MachineSizes& sizes) {
         folderMoves = FolderMoves().size();
 #endif
     }
-    RemoveMachines(machine);
+    EndMachines(machine);
     std::printf("switch content_files=%zu config_files=%zu uninstall_entries=%zu median_s=%.4f "
                 "cpu_median_s=%.4f runs_s=%s",
                 totals.contentFiles, totals.configFiles, totals.uninstallEntries, Median(times),
@@ -315,7 +315,7 @@ int MeasureBackup(int runs, const MachineSizes& sizes) {
         if (files.size() != totals.configFiles)
             throw std::runtime_error("the copy saw other files than the backup");
     }
-    RemoveMachines(machine);
+    EndMachines(machine);
     std::printf("backup config_files=%zu backup_median_s=%.4f cp_median_s=%.4f backup_cpu_median_s=%.4f "
                 "cp_cpu_median_s=%.4f backup_runs_s=%s cp_runs_s=%s\n",
                 totals.configFiles, Median(backups), Median(copies), Median(backupCpu), Median(copyCpu),
